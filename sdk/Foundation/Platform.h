@@ -1,0 +1,71 @@
+// The platform layer: every call into the operating system that the SDK makes goes through
+// here, so no other file includes dlfcn.h or windows.h. All functions are thread-safe.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+namespace quil {
+namespace platform {
+
+// An opaque handle to an opened dynamic library; null when nothing is open.
+using LibraryHandle = void*;
+
+// Opens the dynamic library at path (the file name is used as given, ".dll" included).
+// Returns null on failure. The caller owns the handle and closes it with CloseLibrary.
+LibraryHandle OpenLibrary(const std::wstring& path);
+
+// Looks up an exported entry; null when the handle is null or the entry is missing.
+void* FindLibraryEntry(LibraryHandle library, const char* name);
+
+// Closes a handle from OpenLibrary; a null handle is ignored.
+void CloseLibrary(LibraryHandle library);
+
+// The directory of the running executable, without a trailing separator; empty on failure.
+std::wstring ExecutableDirectory();
+
+// The longest path, in wide characters with its terminator, that a path buffer holds.
+constexpr std::size_t kMaxPathChars = 260;
+
+// Appends more to base as the platform's path append does: "\" and "/" both separate, an
+// absolute more replaces base, "." and ".." segments are folded. Returns false, leaving result
+// untouched, when the joined path would not fit in kMaxPathChars wide characters.
+bool AppendPath(const std::wstring& base, const std::wstring& more, std::wstring* result);
+
+// Strict UTF-8 to wide conversion: invalid input (bad sequences, overlongs, surrogates, code
+// points above U+10FFFF) gives an empty string.
+std::wstring Utf8ToWide(const std::string& text);
+
+// Wide to UTF-8, for handing wide paths to byte-oriented system calls.
+std::string WideToUtf8(const std::wstring& text);
+
+// Wall-clock seconds since the epoch.
+int64_t WallClockSeconds();
+
+// Monotonic nanoseconds; only differences mean anything.
+int64_t MonotonicNanoseconds();
+
+// Monotonic whole milliseconds; used for send times.
+int64_t MonotonicMilliseconds();
+
+// A time mark: monotonic nanoseconds divided by 1,000,000 with truncation, as a double.
+double TimeMarkMilliseconds();
+
+// One-time initialisation: runs init exactly once per flag, whatever thread comes first.
+using OnceFlag = std::once_flag;
+template <typename Function>
+void CallOnce(OnceFlag& flag, Function&& init) {
+    std::call_once(flag, std::forward<Function>(init));
+}
+
+}  // namespace platform
+}  // namespace quil
+
+// printf-style format checking for the logger, where the compiler offers it.
+#if defined(__GNUC__) || defined(__clang__)
+#define QUIL_PRINTF_FORMAT(format_index, first_arg) \
+    __attribute__((format(printf, format_index, first_arg)))
+#else
+#define QUIL_PRINTF_FORMAT(format_index, first_arg)
+#endif
