@@ -6,6 +6,7 @@
 #include "IHttpClient.h"
 #include "IQuilCookieStorage.h"
 #include "IQuilCustomLog.h"
+#include "IQuilStatistics.h"
 #include "IWKWebBrowserProxy.h"
 #include "LoginContext.h"
 #include "QuilConfig.h"

@@ -9,10 +9,13 @@
 #include "FakeWebBrowserProxy.h"
 #include "QuilLogger.h"
 #include "RecordingLog.h"
+#include "RecordingStatistics.h"
+#include "StatisticsSlot.h"
 
 using quil::test::FakeCookieStorage;
 using quil::test::FakeWebBrowserProxy;
 using quil::test::RecordingLog;
+using quil::test::RecordingStatistics;
 using quil::test::ScopedRecordingLog;
 
 TEST(QuilConfig, GetInstanceReturnsOneObjectEveryTime) {
@@ -284,4 +287,19 @@ TEST(QuilConfig, RegisterWKWebBrowserProxyIgnoresNull) {
     config->RegisterWKWebBrowserProxy(&proxy);
     config->RegisterWKWebBrowserProxy(nullptr);
     EXPECT_EQ(config->webBrowserProxy.load(), &proxy);
+}
+
+TEST(QuilConfig, RegisterUTStatisticsFillsTheStatisticsSlot) {
+    RecordingStatistics statistics;
+    QuilConfig::GetInstance()->RegisterUTStatistics(&statistics);
+    EXPECT_EQ(StatisticsSlot::GetStatistics(), &statistics);
+    QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
+}
+
+TEST(QuilConfig, RegisterUTStatisticsStoresNullToo) {
+    RecordingStatistics statistics;
+    QuilConfig* config = QuilConfig::GetInstance();
+    config->RegisterUTStatistics(&statistics);
+    config->RegisterUTStatistics(nullptr);
+    EXPECT_EQ(StatisticsSlot::GetStatistics(), nullptr);
 }

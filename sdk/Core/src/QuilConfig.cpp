@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "QuilLogger.h"
+#include "StatisticsSlot.h"
 
 namespace {
 
@@ -95,8 +96,8 @@ void QuilConfig::SetQuilLogLevel(QUIL_LOG_LEVEL level) { QuilLogger::SetMinimumL
 void QuilConfig::RegisterQuilLog(IQuilCustomLog* log) { QuilLogger::SetSink(log); }
 
 void QuilConfig::RegisterUTStatistics(IQuilStatistics* statistics) {
-    // SEAM(metrics): store into the statistics slot once it is in the tree; null is stored.
-    (void)statistics;
+    // Null is stored too: the host may take its sink away again.
+    StatisticsSlot::SetStatistics(statistics);
 }
 
 void QuilConfig::RegisterWKWebBrowserProxy(IWKWebBrowserProxy* proxy) {
