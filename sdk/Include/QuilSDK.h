@@ -11,4 +11,5 @@
 #include "LoginContext.h"
 #include "QuilConfig.h"
 #include "QuilExport.h"
+#include "QuilSecurityProxies.h"
 #include "QuilVersion.h"
