@@ -7,6 +7,7 @@
 //   "refuseInterface"         QueryInterface refuses this number (each call adds one)
 //   "queryInterface.nullPointer"  QueryInterface answers non-zero but leaves the pointer null
 //   "path.fail"               GetSDKDirectoryPath returns 0
+//   "path.fillBuffer"         GetSDKDirectoryPath fills the whole buffer with 'x', no terminator
 //   "jsonSign.fail" + "jsonSign.code"   the JSON road answers null with this code
 //   "jsonSign.empty"          the JSON road answers "{}"
 //   "urlSign.fail" + "urlSign.code"     the wide road fails; GetLastError then gives the code

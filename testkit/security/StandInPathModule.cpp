@@ -29,6 +29,11 @@ public:
             state.Record("path.fileName", WideToRecordText(fileNames[i]));
         }
         if (state.GetInt("path.fail") != 0) return 0;
+        if (state.GetInt("path.fillBuffer") != 0 && buffer != nullptr) {
+            // Fills every character, terminator included, to test the caller's bounds.
+            for (int32_t i = 0; i < capacity; ++i) buffer[i] = L'x';
+            return 1;
+        }
         std::string directory;
         if (!state.GetText("path.directory", &directory)) directory = ModuleDirectory();
         std::wstring wide = RecordTextToWide(directory);

@@ -273,6 +273,16 @@ TEST_F(SignComponentLoader, ADirectoryTooLongForAPathBufferLeavesThePathEmpty) {
     EXPECT_EQ(urlSign.errorCode, nullptr);
 }
 
+TEST_F(SignComponentLoader, ADirectoryFillingTheWholeBufferIsReadNoFurther) {
+    control.SetInt("path.fillBuffer", 1);
+    UrlSign urlSign;
+    CaptureStdout();
+    EXPECT_FALSE(urlSign.Load());
+    // 1023 characters are read; with the file name they exceed a path, so the path is empty.
+    EXPECT_EQ(GetCapturedStdout(),
+              "The full path to OruSafeProxy.dll is:\n[]\nGet IErrorCode error\n");
+}
+
 TEST_F(SignComponentLoader, ADirectoryWithoutTheProxyFileFailsOnTheErrorCode) {
     control.SetText("path.directory", "/nonexistent/safeguard");
     JsonUrlSign jsonUrlSign;
