@@ -11,5 +11,8 @@
 #include "LoginContext.h"
 #include "QuilConfig.h"
 #include "QuilExport.h"
+#include "QuilRequest.h"
+#include "QuilResponse.h"
 #include "QuilSecurityProxies.h"
 #include "QuilVersion.h"
+#include "RetInfo.h"
