@@ -11,4 +11,7 @@
 #include "LoginContext.h"
 #include "QuilConfig.h"
 #include "QuilExport.h"
+#include "QuilRequest.h"
+#include "QuilResponse.h"
 #include "QuilVersion.h"
+#include "RetInfo.h"
