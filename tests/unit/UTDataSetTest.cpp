@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "QuilRequestImpl.h"
 #include "RecordingLog.h"
 #include "RecordingStatistics.h"
 #include "StatisticsSlot.h"
@@ -582,4 +583,26 @@ TEST(UTDataSetThrowingSink, AnExceptionFromTheSinkPassesThroughAndTheEntityIsFre
     StatisticsSlot::SetStatistics(nullptr);
     EXPECT_EQ(dataSet->Size(), 0u);
     EXPECT_FALSE(log->Has("cusume metrics entity, seqId = 1"));
+}
+
+TEST_F(UTDataSetTest, TheRequestOnlyFormsKeyByTheRequestAndLogItsId) {
+    QuilRequestImpl request("mtop.api", "1.0");
+    request.SetId(21);
+    QuilRequest* asBase = &request;
+    UTDataSet* dataSet = UTDataSet::GetInstance();
+    EXPECT_TRUE(dataSet->CreateMetricsEntity(asBase));
+    EXPECT_TRUE(log_->Has("create metrics entity, seqId = 21", QUIL_LOG_INFO));
+    // The derived and the base pointer name the same entity.
+    EXPECT_EQ(dataSet->GetExistMetricsEntity(&request), dataSet->GetExistMetricsEntity(asBase));
+    EXPECT_FALSE(log_->Has("get exist metrics entity error, seqId = 21"));
+    dataSet->CusumeMetricsEntity(&request);
+    EXPECT_TRUE(log_->Has("cusume metrics entity, seqId = 21", QUIL_LOG_INFO));
+    EXPECT_EQ(dataSet->Size(), 0u);
+}
+
+TEST_F(UTDataSetTest, TheRequestOnlyFormsUseIdMinusOneForANullRequest) {
+    QuilRequest* none = nullptr;
+    MetricsEntity* entity = UTDataSet::GetInstance()->GetExistMetricsEntity(none);
+    EXPECT_NE(entity, nullptr);
+    EXPECT_TRUE(log_->Has("get exist metrics entity error, seqId = -1", QUIL_LOG_WARN));
 }
