@@ -5,5 +5,6 @@
 #include "HttpResponse.h"
 #include "IHttpClient.h"
 #include "IQuilCustomLog.h"
+#include "MD5.h"
 #include "QuilExport.h"
 #include "QuilVersion.h"
