@@ -8,6 +8,12 @@ namespace {
 std::atomic<int> g_livePools{0};
 }  // namespace
 
+// The thread entry takes an untyped pointer, so that no instantiation of the standard thread
+// machinery names the internal pool class in the shared library's exported symbols.
+void ThreadPool::WorkerEntry(void* pool) {
+    static_cast<ThreadPool*>(pool)->WorkerLoop();
+}
+
 ThreadPool::ThreadPool(uint32_t minThreads, uint32_t maxThreads)
     : minThreads_(minThreads),
       maxThreads_(std::max(minThreads, maxThreads) == 0 ? 1u : std::max(minThreads, maxThreads)),
@@ -37,7 +43,7 @@ void ThreadPool::AddTask(std::function<void()> function, std::string name) {
 }
 
 void ThreadPool::StartWorker() {
-    std::thread worker(&ThreadPool::WorkerLoop, this);
+    std::thread worker(&ThreadPool::WorkerEntry, static_cast<void*>(this));
     worker.detach();
     ++threadCount_;
 }

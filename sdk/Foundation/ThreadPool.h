@@ -57,6 +57,7 @@ private:
     ~ThreadPool();
 
     void StartWorker();
+    static void WorkerEntry(void* pool);
     void WorkerLoop();
     // Called with mutex_ held by whoever may be the last user: true when the caller has just
     // become the one party that frees the pool.
