@@ -10,9 +10,7 @@ std::atomic<int> g_livePools{0};
 
 // The thread entry takes an untyped pointer, so that no instantiation of the standard thread
 // machinery names the internal pool class in the shared library's exported symbols.
-void ThreadPool::WorkerEntry(void* pool) {
-    static_cast<ThreadPool*>(pool)->WorkerLoop();
-}
+void ThreadPool::WorkerEntry(void* pool) { static_cast<ThreadPool*>(pool)->WorkerLoop(); }
 
 ThreadPool::ThreadPool(uint32_t minThreads, uint32_t maxThreads)
     : minThreads_(minThreads),
