@@ -12,4 +12,7 @@
 #include "MD5.h"
 #include "QuilConfig.h"
 #include "QuilExport.h"
+#include "QuilRequest.h"
+#include "QuilResponse.h"
 #include "QuilVersion.h"
+#include "RetInfo.h"
