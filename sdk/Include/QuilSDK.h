@@ -10,6 +10,7 @@
 #include "IWKWebBrowserProxy.h"
 #include "LoginContext.h"
 #include "MD5.h"
+#include "NetworkManager.h"
 #include "QuilConfig.h"
 #include "QuilExport.h"
 #include "QuilRequest.h"
