@@ -15,5 +15,6 @@
 #include "QuilExport.h"
 #include "QuilRequest.h"
 #include "QuilResponse.h"
+#include "QuilSecurityProxies.h"
 #include "QuilVersion.h"
 #include "RetInfo.h"
