@@ -58,8 +58,7 @@ std::string Text(const std::vector<char>& bytes) { return std::string(bytes.begi
 std::string Gzip(const std::string& plain) {
     z_stream stream{};
     // 15 window bits plus 16 asks zlib for a gzip wrapper.
-    EXPECT_EQ(deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8,
-                           Z_DEFAULT_STRATEGY),
+    EXPECT_EQ(deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY),
               Z_OK);
     std::string out(deflateBound(&stream, plain.size()) + 32, '\0');
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(plain.data()));
@@ -133,8 +132,8 @@ TEST(CurlHttpClient, ALineWithAnEmptyValueGoesOutAsAnEmptyHeader) {
 TEST(CurlHttpClient, TheHostLineSetsHostAndNoOtherHostIsSent) {
     RawHttpRecorder recorder;
     CurlHttpClient client;
-    auto response =
-        Send(client, NewRequest(0, Local(recorder.Port(), "/"), {"x-first:1", "host:gw.quil.example"}));
+    auto response = Send(
+        client, NewRequest(0, Local(recorder.Port(), "/"), {"x-first:1", "host:gw.quil.example"}));
     ASSERT_EQ(response->statusCode, 200);
     const auto requests = recorder.WaitForRequests(1);
     ASSERT_EQ(requests.size(), 1u);
@@ -163,9 +162,10 @@ TEST(CurlHttpClient, PostSendsTheBodyByteForByteWithOnlyContentLengthAdded) {
     ASSERT_EQ(response->statusCode, 200);
     const auto requests = recorder.WaitForRequests(1);
     ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0], "POST /p HTTP/1.1\r\nAccept-Encoding: gzip, deflate\r\nhost:h.example\r\n"
-                           "Content-Length: " +
-                               std::to_string(kBinary.size()) + "\r\n\r\n" + kBinary);
+    EXPECT_EQ(requests[0],
+              "POST /p HTTP/1.1\r\nAccept-Encoding: gzip, deflate\r\nhost:h.example\r\n"
+              "Content-Length: " +
+                  std::to_string(kBinary.size()) + "\r\n\r\n" + kBinary);
 }
 
 TEST(CurlHttpClient, AnEmptyPostSendsContentLengthZero) {
@@ -175,9 +175,10 @@ TEST(CurlHttpClient, AnEmptyPostSendsContentLengthZero) {
     ASSERT_EQ(response->statusCode, 200);
     const auto requests = recorder.WaitForRequests(1);
     ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0], "POST /p HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(recorder.Port()) +
-                               "\r\nAccept-Encoding: gzip, deflate\r\n" + kContentType +
-                               "\r\nContent-Length: 0\r\n\r\n");
+    EXPECT_EQ(requests[0],
+              "POST /p HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(recorder.Port()) +
+                  "\r\nAccept-Encoding: gzip, deflate\r\n" + kContentType +
+                  "\r\nContent-Length: 0\r\n\r\n");
 }
 
 TEST(CurlHttpClient, ALargePostGoesWithoutExpectOrAnyHeaderNotGiven) {
@@ -189,8 +190,10 @@ TEST(CurlHttpClient, ALargePostGoesWithoutExpectOrAnyHeaderNotGiven) {
     ASSERT_EQ(response->statusCode, 200);
     const auto requests = recorder.WaitForRequests(1);
     ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0], "POST /big HTTP/1.1\r\nAccept-Encoding: gzip, deflate\r\n"
-                           "host:h.example\r\nContent-Length: 3145728\r\n\r\n" + body);
+    EXPECT_EQ(requests[0],
+              "POST /big HTTP/1.1\r\nAccept-Encoding: gzip, deflate\r\n"
+              "host:h.example\r\nContent-Length: 3145728\r\n\r\n" +
+                  body);
 }
 
 TEST(CurlHttpClient, AGetSendsNoBody) {
@@ -210,11 +213,11 @@ TEST(CurlHttpClient, WithNoEncodingOfferedOnlyTheGivenLinesGo) {
     CurlHttpClientOptions options;
     options.acceptEncoding = "";
     CurlHttpClient client(options);
-    auto response = Send(client, NewRequest(1, Local(recorder.Port(), "/zent/mobileDispatch"),
-                                            {"host:h.example", "Connection:close",
-                                             "Accept-Encoding:gzip",
-                                             "Content-Type: application/x-www-form-urlencoded"},
-                                            "a=1"));
+    auto response =
+        Send(client, NewRequest(1, Local(recorder.Port(), "/zent/mobileDispatch"),
+                                {"host:h.example", "Connection:close", "Accept-Encoding:gzip",
+                                 "Content-Type: application/x-www-form-urlencoded"},
+                                "a=1"));
     ASSERT_EQ(response->statusCode, 200);
     const auto requests = recorder.WaitForRequests(1);
     ASSERT_EQ(requests.size(), 1u);
@@ -231,9 +234,10 @@ TEST(CurlHttpClient, FillsStatusTheRawHeaderBlockAndTheBody) {
     CurlHttpClient client;
     auto response = Send(client, NewRequest(0, Local(recorder.Port(), "/")));
     EXPECT_EQ(response->statusCode, 201);
-    EXPECT_EQ(Text(response->header), "HTTP/1.1 201 Created\r\nx-retcode: SUCCESS\r\n"
-                                      "Content-Length: " +
-                                          std::to_string(kBinary.size()) + "\r\n\r\n");
+    EXPECT_EQ(Text(response->header),
+              "HTTP/1.1 201 Created\r\nx-retcode: SUCCESS\r\n"
+              "Content-Length: " +
+                  std::to_string(kBinary.size()) + "\r\n\r\n");
     EXPECT_EQ(Text(response->body), kBinary);
     EXPECT_EQ(response->errorMessage, "");
 }
@@ -365,8 +369,9 @@ TEST(CurlHttpClient, ConnectToSendsAHostAndPortToALocalPort) {
     CurlHttpClientOptions options;
     options.connectTo = {"dispatch.quil.example:80:127.0.0.1:" + std::to_string(recorder.Port())};
     CurlHttpClient client(options);
-    auto response = Send(
-        client, NewRequest(1, "http://dispatch.quil.example/zent/mobileDispatch?appkey=1", {}, "s=1"));
+    auto response =
+        Send(client,
+             NewRequest(1, "http://dispatch.quil.example/zent/mobileDispatch?appkey=1", {}, "s=1"));
     EXPECT_EQ(response->statusCode, 200);
     EXPECT_EQ(Text(response->body), "ok");
     const auto requests = recorder.WaitForRequests(1);

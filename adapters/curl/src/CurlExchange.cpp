@@ -15,8 +15,8 @@ bool StartsStatusLine(const char* data, std::size_t bytes) {
 
 }  // namespace
 
-CurlExchange::CurlExchange(CURL* handle, const CurlHttpClientOptions& options,
-                           curl_slist* headers, curl_slist* connectTo)
+CurlExchange::CurlExchange(CURL* handle, const CurlHttpClientOptions& options, curl_slist* headers,
+                           curl_slist* connectTo)
     : handle_(handle), options_(options), headers_(headers), connectTo_(connectTo) {
     errorBuffer_[0] = '\0';
 }
@@ -86,8 +86,7 @@ CURLcode CurlExchange::Configure(const HttpRequest& request) {
     set(curl_easy_setopt(handle_, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L));
     // Decoding needs this set; an empty text offers every encoding libcurl can decode, and the
     // header list holds back the offer when the options say so.
-    const char* encoding =
-        options_.acceptEncoding.empty() ? "" : options_.acceptEncoding.c_str();
+    const char* encoding = options_.acceptEncoding.empty() ? "" : options_.acceptEncoding.c_str();
     set(curl_easy_setopt(handle_, CURLOPT_ACCEPT_ENCODING, encoding));
     set(curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_));
     if (request.method == 1) {

@@ -25,9 +25,7 @@ bool EnsureCurlGlobalInit() {
     return initialised;
 }
 
-CurlHandlePool::CurlHandlePool(std::size_t maxIdle) : maxIdle_(maxIdle) {
-    idle_.reserve(maxIdle_);
-}
+CurlHandlePool::CurlHandlePool(std::size_t maxIdle) : maxIdle_(maxIdle) { idle_.reserve(maxIdle_); }
 
 CurlHandlePool::~CurlHandlePool() {
     for (CURL* handle : idle_) curl_easy_cleanup(handle);

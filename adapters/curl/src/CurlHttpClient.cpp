@@ -65,8 +65,8 @@ HttpResponse* CurlHttpClient::SendHttpRequest(HttpRequest* request) noexcept {
 
 void CurlHttpClient::Exchange(const HttpRequest& request, HttpResponse& response) {
     if (request.method != 0 && request.method != 1) {
-        response.errorMessage = "unsupported method " + std::to_string(request.method) +
-                                " (0 is GET, 1 is POST)";
+        response.errorMessage =
+            "unsupported method " + std::to_string(request.method) + " (0 is GET, 1 is POST)";
         return;
     }
     std::vector<std::string> entries;
