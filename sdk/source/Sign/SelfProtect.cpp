@@ -1,0 +1,3 @@
+#include "SelfProtect.h"
+
+bool SelfProtect::Load() { return proxy != nullptr; }
