@@ -1,14 +1,15 @@
-// The outcome of one signing. Allocated by the signing operation; the caller owns and deletes it.
+// The answer of one signing: made by QuilSignImpl's Sign6_3 / Sign6_2 and owned (deleted) by
+// the caller. A plain record; not shared between threads.
 #pragma once
 
 #include <map>
 #include <string>
 
 struct SignResult {
-    // The older protocol's signature; stays empty for the JSON protocol.
+    // The wide road's signature; stays empty on the JSON road.
     std::string sign;
-    // The JSON protocol's sign headers; stays empty for the older protocol.
+    // The JSON road's sign headers; stays empty on the wide road.
     std::map<std::string, std::string> signMap;
-    // "0" on success, the closed library's code in decimal, or "-1" on time-out.
+    // "0" on success, the closed library's code in decimal, or "-1" on a time-out.
     std::string errorCode;
 };

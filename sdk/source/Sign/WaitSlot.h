@@ -1,0 +1,40 @@
+// A keyed rendezvous: a caller acquires the slot of a key and waits on it a bounded time while
+// another thread (a signing task, the traffic callback) posts a text to the key. Every
+// operation may be called from any thread. A slot lives from the first AcquireWaitSlot of its
+// key to the last ReleaseWaitSlot; a post to a key without a slot is dropped.
+//
+// Lock order: the registry mutex, then a slot's mutex. Only PostWaitSlot holds both.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+struct WaitSlot {
+    std::string result;                 // the text posted; guarded by mutex
+    std::mutex mutex;                   // guards result and state
+    std::condition_variable condition;  // signalled by each post
+    int32_t state = 0;                  // 0 until a post comes; each post subtracts 1
+};
+
+class WaitSlotRegistry {
+public:
+    // The slot of key, made empty with state 0 if absent. Callers with one key share one slot.
+    // The slot stays valid until this caller's ReleaseWaitSlot(key).
+    static WaitSlot* AcquireWaitSlot(const std::string& key);
+
+    // Stores text in the slot of key, subtracts 1 from its state and wakes its waiter.
+    // Returns false, dropping the text, when the key has no slot.
+    static bool PostWaitSlot(const std::string& key, const std::string& text);
+
+    // If nothing has been posted yet, waits once on the slot: seconds long, or without limit
+    // when seconds is -1. A single wait, so a spurious wake-up reads like a time-out.
+    static void WaitOnSlot(WaitSlot* slot, int seconds);
+
+    // A copy of the posted text (empty if none).
+    static std::string ReadWaitSlot(WaitSlot* slot);
+
+    // Gives up this caller's hold on the slot of key; the last holder frees it and erases key.
+    static void ReleaseWaitSlot(const std::string& key);
+};
