@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "NetworkManager.h"
 #include "QuilLogger.h"
 #include "StatisticsSlot.h"
 
@@ -87,8 +88,7 @@ void QuilConfig::RegisterHttpClient(IHttpClient* client) {
     if (client == nullptr) {
         return;
     }
-    // SEAM(network): hand the client to NetworkManager::GetInstance()->RegisterHttpClient
-    // once the network manager is in the tree.
+    NetworkManager::GetInstance()->RegisterHttpClient(client);
 }
 
 void QuilConfig::SetQuilLogLevel(QUIL_LOG_LEVEL level) { QuilLogger::SetMinimumLevel(level); }
