@@ -4,13 +4,13 @@
 #include <map>
 #include <utility>
 
-#include "DynamicApiConfig/DynamicApiConfigAfterFilter.h"
-#include "ErrorCodeMapping/ErrorCodeMappingAfterFilter.h"
+#include "DynamicApiConfigAfterFilter.h"
+#include "ErrorCodeMappingAfterFilter.h"
 #include "MetricsEntity.h"
 #include "QuilLogger.h"
-#include "SetupRequest/SetupRequestBeforeFilter.h"
-#include "UT/UTAfterFilter.h"
-#include "UT/UTBeforeFilter.h"
+#include "SetupRequestBeforeFilter.h"
+#include "UTAfterFilter.h"
+#include "UTBeforeFilter.h"
 #include "UTDataSet.h"
 
 namespace {
@@ -57,12 +57,12 @@ FilterManager::FilterManager() {
     // at this moment, register its IQuilCookieStorage side there; a storage the host
     // registered earlier stays in place.
     afterFilters.emplace_back(nullptr);
-    afterFilters.emplace_back(nullptr);                                // SLOT(login): "a_login"
-    afterFilters.emplace_back(nullptr);                                // SLOT(cache): "a_cache"
-    afterFilters.emplace_back(new DynamicApiConfigAfterFilter());      // "a_dynamic_api_config"
-    afterFilters.emplace_back(nullptr);                                // SLOT(error): "a_error_handle"
-    afterFilters.emplace_back(new ErrorCodeMappingAfterFilter());      // "a_errorcode_mapping"
-    afterFilters.emplace_back(new UTAfterFilter());                    // "a_ut"
+    afterFilters.emplace_back(nullptr);                            // SLOT(login): "a_login"
+    afterFilters.emplace_back(nullptr);                            // SLOT(cache): "a_cache"
+    afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"
+    afterFilters.emplace_back(nullptr);                            // SLOT(error): "a_error_handle"
+    afterFilters.emplace_back(new ErrorCodeMappingAfterFilter());  // "a_errorcode_mapping"
+    afterFilters.emplace_back(new UTAfterFilter());                // "a_ut"
 }
 
 FilterManager::FilterManager(BeforeChain beforeChain, AfterChain afterChain)

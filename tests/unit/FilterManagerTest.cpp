@@ -27,9 +27,8 @@ namespace {
 const std::vector<std::string> kBeforeNames = {"b_ut", "b_setup_request", "b_login", "b_cache",
                                                "b_threshold"};
 const std::vector<std::string> kAfterNames = {
-    "a_time_calibration",   "a_security_kolva", "a_login",
-    "a_cache",              "a_dynamic_api_config", "a_error_handle",
-    "a_errorcode_mapping",  "a_ut"};
+    "a_time_calibration", "a_security_kolva",    "a_login", "a_cache", "a_dynamic_api_config",
+    "a_error_handle",     "a_errorcode_mapping", "a_ut"};
 
 // A request with an id and an open metrics entity, as the pipeline hands it to the chains.
 std::unique_ptr<QuilRequestImpl> MakeRequest(int id) {
@@ -210,8 +209,8 @@ TEST(FilterManager, AStopAtLoginKeepsTheLaterAfterFiltersFromRunning) {
     auto response = MakeResponse();
     std::unique_ptr<FilterResult> result(chains.manager->DoAfter(request.get(), response.get()));
     EXPECT_EQ(result->code, 1);
-    EXPECT_EQ(chains.trace.Names(), (std::vector<std::string>{"a_time_calibration",
-                                                              "a_security_kolva", "a_login"}));
+    EXPECT_EQ(chains.trace.Names(),
+              (std::vector<std::string>{"a_time_calibration", "a_security_kolva", "a_login"}));
     EXPECT_EQ(chains.after[5]->Runs(), 0);  // "a_error_handle"
     EXPECT_EQ(chains.after[7]->Runs(), 0);  // "a_ut"
     EXPECT_TRUE(log->Has("request: 10 interupt at after filter: a_login", QUIL_LOG_WARN));
@@ -232,8 +231,8 @@ TEST(FilterManager, TheFirstAfterFilterGetsAZeroedResultWhateverTheBeforeChainLe
     // Any non-null address stands for a cache record; it is never read.
     ResponseSource* fakeSource = reinterpret_cast<ResponseSource*>(&trace);
     FilterManager::BeforeChain before;
-    before.emplace_back(new ScriptedBeforeFilter(
-        "b_all", &trace, [&](QuilRequest*, FilterResult* result) {
+    before.emplace_back(
+        new ScriptedBeforeFilter("b_all", &trace, [&](QuilRequest*, FilterResult* result) {
             result->responseSource = fakeSource;
             result->waiting = true;
             result->response = stored.get();

@@ -144,8 +144,7 @@ QuilResponse* QuilServiceImpl::SyncCall(QuilRequestImpl* request) {
     entity->composeRequestEndTime = MetricsEntity::Now();
     // A std::string always has storage, so an empty url passes, as it must.
     if (httpRequest == nullptr) {
-        QUIL_LOG(QUIL_LOG_ERROR, "sync QuilRequest get httpRequest null or url error id = %d",
-                 id);
+        QUIL_LOG(QUIL_LOG_ERROR, "sync QuilRequest get httpRequest null or url error id = %d", id);
         return FailureResponse(request, "FAIL_SYS_BUILD_REQUEST", "build http request error");
     }
 
@@ -284,8 +283,8 @@ HttpRequest* QuilServiceImpl::GetHttpRequest(QuilRequestImpl* request) {
     return HttpRequestComposer::GetHttpRequest(request, sign.load());
 }
 
-void QuilServiceImpl::GetHttpRequestHeader(std::vector<std::string>& out,
-                                           QuilRequestImpl* request, std::string& url) {
+void QuilServiceImpl::GetHttpRequestHeader(std::vector<std::string>& out, QuilRequestImpl* request,
+                                           std::string& url) {
     HttpRequestComposer::GetHttpRequestHeader(out, request, url, sign.load());
 }
 
@@ -359,8 +358,8 @@ void QuilServiceImpl::CancelCall(QuilRequest* request) {
         }
         QuilRequestImpl* impl = entry->second;
         impl->cancelled = true;
-        QUIL_LOG(QUIL_LOG_INFO, "cancel QuilRequest id = %d, api = %s, version = %s",
-                 impl->GetId(), impl->api.c_str(), impl->version.c_str());
+        QUIL_LOG(QUIL_LOG_INFO, "cancel QuilRequest id = %d, api = %s, version = %s", impl->GetId(),
+                 impl->api.c_str(), impl->version.c_str());
         networkManager->CancelHttpRequest(entry->first);
         inFlight.erase(entry);
         return;
@@ -379,8 +378,8 @@ void QuilServiceImpl::CancelCall(int id) {
         }
         QuilRequestImpl* impl = entry->second;
         impl->cancelled = true;
-        QUIL_LOG(QUIL_LOG_INFO, "cancel QuilRequest id = %d, api = %s, version = %s",
-                 impl->GetId(), impl->api.c_str(), impl->version.c_str());
+        QUIL_LOG(QUIL_LOG_INFO, "cancel QuilRequest id = %d, api = %s, version = %s", impl->GetId(),
+                 impl->api.c_str(), impl->version.c_str());
         networkManager->CancelHttpRequest(entry->first);
         inFlight.erase(entry);
         return;
@@ -408,7 +407,8 @@ void QuilServiceImpl::RetryRequest(QuilRequest* request) {
         }
         return;
     }
-    QuilResponse* response = FailureResponse(impl, "FAIL_SYS_RETRY_LIMIT", "request retry many times");
+    QuilResponse* response =
+        FailureResponse(impl, "FAIL_SYS_RETRY_LIMIT", "request retry many times");
     QUIL_LOG(QUIL_LOG_WARN,
              "retry QuilRequest arrive max retryTime or finished id = %d, api = %s, version = %s",
              impl->GetId(), impl->api.c_str(), impl->version.c_str());

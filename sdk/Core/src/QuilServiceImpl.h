@@ -96,9 +96,9 @@ public:
     // Guards inFlight and the issue of ids. Recursive: CancelCall holds it across its call
     // into NetworkManager. The outermost lock of the system.
     std::recursive_mutex mutex;
-    std::atomic<int32_t> nextId{0};             // the last id issued
-    std::atomic<int64_t> timeOffset{0};         // seconds, server minus local
-    std::atomic<bool> timeCalibrated{false};    // timeOffset is valid
+    std::atomic<int32_t> nextId{0};           // the last id issued
+    std::atomic<int64_t> timeOffset{0};       // seconds, server minus local
+    std::atomic<bool> timeCalibrated{false};  // timeOffset is valid
 
 private:
     friend class QuilService;

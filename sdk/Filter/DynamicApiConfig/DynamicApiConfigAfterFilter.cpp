@@ -4,7 +4,8 @@
 
 const char* DynamicApiConfigAfterFilter::GetName() { return "a_dynamic_api_config"; }
 
-void DynamicApiConfigAfterFilter::HandleResponse(QuilRequest* request, QuilResponse* /*response*/, FilterResult* result) {
+void DynamicApiConfigAfterFilter::HandleResponse(QuilRequest* request, QuilResponse* /*response*/,
+                                                 FilterResult* result) {
     QUIL_LOG(QUIL_LOG_VERBOSE, "handle dynamic api config after filter, id: %d", request->GetId());
     result->code = 0;
 }

@@ -1,5 +1,5 @@
-// UTBeforeFilter: the first before filter, a hook that holds the place of call tracing; it only logs.
-// Built once and owned by FilterManager; stateless, so any number of threads may run it.
+// UTBeforeFilter: the first before filter, a hook that holds the place of call tracing; it only
+// logs. Built once and owned by FilterManager; stateless, so any number of threads may run it.
 #pragma once
 
 #include "BeforeFilter.h"
