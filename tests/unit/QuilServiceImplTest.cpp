@@ -199,6 +199,7 @@ TEST_F(QuilServiceImplTest, SignHeadersOfVersion63AreUsedWhenPresent) {
 TEST_F(QuilServiceImplTest, AnEmptySignMapFallsBackTo62WithThePlainInput) {
     sign().Enqueue63(ScriptedSignOutcome::Empty("0"));
     sign().Enqueue62(ScriptedSignOutcome::Signature("sig-62"));
+    client().Enqueue(ServiceTestHost::GatewayAnswer());
     ResponsePtr response(service->SendSyncRequest(NewRequest()));
     QuilRequestImpl* request = dynamic_cast<QuilRequestImpl*>(response->GetRequest());
     std::vector<SignCall> calls = sign().Calls();
