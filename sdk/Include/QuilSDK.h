@@ -16,7 +16,7 @@
 #include "QuilExport.h"
 #include "QuilRequest.h"
 #include "QuilResponse.h"
-#include "QuilService.h"
 #include "QuilSecurityProxies.h"
+#include "QuilService.h"
 #include "QuilVersion.h"
 #include "RetInfo.h"
