@@ -130,8 +130,7 @@ double SdkAsyncBlock(int count, int* failures) {
     return count / (MicrosecondsSince(start) / 1e6);
 }
 
-double RawThreadedBlock(std::vector<std::unique_ptr<RawCurl>>& handles, int count,
-                        int* failures) {
+double RawThreadedBlock(std::vector<std::unique_ptr<RawCurl>>& handles, int count, int* failures) {
     std::atomic<int> failed{0};
     const Clock::time_point start = Clock::now();
     std::vector<std::thread> threads;
@@ -216,14 +215,13 @@ int main(int argc, char** argv) {
     }
     const double sdkP50 = quil::bench::Percentile(sdkSamples, 50);
     const double rawP50 = quil::bench::Percentile(rawSamples, 50);
-    std::printf("e2e_sync: calls=%zu %s %s %s %s %s\n", sdkSamples.size(),
-                quil::bench::Figure("sdk_p50_us", sdkP50, 1).c_str(),
-                quil::bench::Figure("sdk_p99_us", quil::bench::Percentile(sdkSamples, 99), 1)
-                    .c_str(),
-                quil::bench::Figure("raw_p50_us", rawP50, 1).c_str(),
-                quil::bench::Figure("raw_p99_us", quil::bench::Percentile(rawSamples, 99), 1)
-                    .c_str(),
-                quil::bench::Figure("sync_p50_ratio", sdkP50 / rawP50, 3).c_str());
+    std::printf(
+        "e2e_sync: calls=%zu %s %s %s %s %s\n", sdkSamples.size(),
+        quil::bench::Figure("sdk_p50_us", sdkP50, 1).c_str(),
+        quil::bench::Figure("sdk_p99_us", quil::bench::Percentile(sdkSamples, 99), 1).c_str(),
+        quil::bench::Figure("raw_p50_us", rawP50, 1).c_str(),
+        quil::bench::Figure("raw_p99_us", quil::bench::Percentile(rawSamples, 99), 1).c_str(),
+        quil::bench::Figure("sync_p50_ratio", sdkP50 / rawP50, 3).c_str());
     std::fflush(stdout);
 
     std::vector<std::unique_ptr<RawCurl>> handles;

@@ -83,14 +83,14 @@ int main(int argc, char** argv) {
         }
     }
     const long rssLast = quil::bench::ResidentKilobytes();
-    std::printf("overhead: calls=%d %s %s %s rss_first_kb=%ld rss_last_kb=%ld rss_growth_kb=%ld "
-                "failures=%d\n",
-                blocks * blockCalls,
-                quil::bench::Figure("overhead_cpu_us", quil::bench::Median(perCall), 2).c_str(),
-                quil::bench::Figure("cpu_us_min", quil::bench::Percentile(perCall, 0), 2).c_str(),
-                quil::bench::Figure("cpu_us_max", quil::bench::Percentile(perCall, 100), 2)
-                    .c_str(),
-                rssFirst, rssLast, rssLast - rssFirst, failures);
+    std::printf(
+        "overhead: calls=%d %s %s %s rss_first_kb=%ld rss_last_kb=%ld rss_growth_kb=%ld "
+        "failures=%d\n",
+        blocks * blockCalls,
+        quil::bench::Figure("overhead_cpu_us", quil::bench::Median(perCall), 2).c_str(),
+        quil::bench::Figure("cpu_us_min", quil::bench::Percentile(perCall, 0), 2).c_str(),
+        quil::bench::Figure("cpu_us_max", quil::bench::Percentile(perCall, 100), 2).c_str(),
+        rssFirst, rssLast, rssLast - rssFirst, failures);
     std::fflush(stdout);
     std::_Exit(0);
 }

@@ -29,7 +29,7 @@ double Median(std::vector<double> samples) {
     std::sort(samples.begin(), samples.end());
     const std::size_t middle = samples.size() / 2;
     return samples.size() % 2 == 1 ? samples[middle]
-                                    : (samples[middle - 1] + samples[middle]) / 2.0;
+                                   : (samples[middle - 1] + samples[middle]) / 2.0;
 }
 
 double ProcessCpuMicroseconds() {
