@@ -303,6 +303,34 @@ TEST_F(QuilSignImplTest, Sign62WaitsOnTheKeyThatNamesTheOtherRoad) {
     EXPECT_EQ(result->sign, "s");
 }
 
+TEST_F(QuilSignImplTest, AnAnswerWithMembersOfAnotherTypeReadsAsEmpty) {
+    control.SetInt("urlSign.hangMs", -1);
+    StartQuietly();
+    std::future<std::unique_ptr<SignResult>> pending =
+        std::async(std::launch::async, [this] { return Sign62(23); });
+    ASSERT_TRUE(control.WaitForCount("urlSign.hangMs.entered", 1, 10000));
+    EXPECT_TRUE(WaitSlotRegistry::PostWaitSlot("23_sign6.3", "{\"errorCode\":0,\"sign\":[1]}"));
+    auto result = pending.get();
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->errorCode, "");
+    EXPECT_EQ(result->sign, "");
+    EXPECT_FALSE(log->Has("urlSign time limit exceeded, version 6.2"));
+}
+
+TEST_F(QuilSignImplTest, AnAnswerThatIsNotAnObjectReadsAsATimeOut) {
+    control.SetInt("jsonSign.hangMs", -1);
+    StartQuietly();
+    std::future<std::unique_ptr<SignResult>> pending =
+        std::async(std::launch::async, [this] { return Sign63(24); });
+    ASSERT_TRUE(control.WaitForCount("jsonSign.hangMs.entered", 1, 10000));
+    EXPECT_TRUE(WaitSlotRegistry::PostWaitSlot("24_sign6.2", "[\"0\"]"));
+    auto result = pending.get();
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->errorCode, "-1");
+    EXPECT_TRUE(log->Has("urlSign time limit exceeded, version 6.3", QUIL_LOG_WARN));
+    EXPECT_EQ(sign()->SignTimeoutCount(), 1);
+}
+
 TEST_F(QuilSignImplTest, Sign62SignsTheBufferAndNarrowsItsAnswer) {
     StartQuietly();
     CaptureStdout();
