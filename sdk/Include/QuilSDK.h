@@ -9,6 +9,8 @@
 #include "IQuilStatistics.h"
 #include "IWKWebBrowserProxy.h"
 #include "LoginContext.h"
+#include "MD5.h"
+#include "NetworkManager.h"
 #include "QuilConfig.h"
 #include "QuilExport.h"
 #include "QuilRequest.h"

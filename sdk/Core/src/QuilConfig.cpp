@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "NetworkManager.h"
 #include "QuilLogger.h"
 #include "StatisticsSlot.h"
 
@@ -84,11 +85,11 @@ std::string QuilConfig::GetUid(std::string userInfo) {
 }
 
 void QuilConfig::RegisterHttpClient(IHttpClient* client) {
+    // A transport cannot be taken away once given; null would leave calls with no way out.
     if (client == nullptr) {
         return;
     }
-    // SEAM(network): hand the client to NetworkManager::GetInstance()->RegisterHttpClient
-    // once the network manager is in the tree.
+    NetworkManager::GetInstance()->RegisterHttpClient(client);
 }
 
 void QuilConfig::SetQuilLogLevel(QUIL_LOG_LEVEL level) { QuilLogger::SetMinimumLevel(level); }

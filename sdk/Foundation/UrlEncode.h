@@ -1,0 +1,8 @@
+// URL encoding of query and form values: unreserved bytes are kept, a blank becomes "+", every
+// other byte "%XX" with uppercase hexadecimal digits. Pure function; any thread may call it.
+#pragma once
+
+#include <string>
+
+// Returns the encoded copy of text; an empty text gives an empty string.
+std::string UrlEncode(const std::string& text);
