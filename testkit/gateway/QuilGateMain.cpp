@@ -16,7 +16,7 @@ namespace {
 void PrintUsage() {
     std::cerr << "usage: quilgate [--port N] [--appkey KEY] [--clock-offset SECONDS]\n"
                  "                [--skew SECONDS] [--scenario FILE] [--session SID]...\n"
-                 "                [--need-session API]... [--echo-ombrel]\n"
+                 "                [--need-session API]... [--echo-ombrel] [--no-verify]\n"
                  "                [--dns HOST=IP[,IP...]]...\n"
                  "Serves \"/gw/<api>/<version>/\" and \"/zent/mobileDispatch\" on 127.0.0.1.\n";
 }
@@ -64,6 +64,8 @@ int main(int argc, char** argv) {
             return 0;
         } else if (flag == "--echo-ombrel") {
             options.echoOmbrel = true;
+        } else if (flag == "--no-verify") {
+            options.verifySignatures = false;
         } else if (!hasValue) {
             std::cerr << "quilgate: " << flag << " needs a value\n";
             PrintUsage();

@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -162,6 +164,31 @@ TEST(QuilGate, ClockOffsetAndSessionFlagsTakeEffectAndSigintStopsIt) {
     ASSERT_TRUE(test::RoundTrip(port, call.Wire(), &response));
     EXPECT_NE(response.body.find("SUCCESS::call succeeded"), std::string::npos);
     EXPECT_EQ(gate.StopWith(SIGINT), 0);
+}
+
+TEST(QuilGate, AScenarioFileScriptsItAndNoVerifyServesUnsignedCalls) {
+    const std::string path =
+        std::string(QUIL_TEST_BINARY_DIR) + "/quilgate-scenario-" + std::to_string(::getpid());
+    {
+        std::ofstream file(path);
+        file << R"({"apis": {"a.b": [{"status": 419, "body": "busy"}]}})";
+    }
+    QuilGateProcess gate({"--scenario", path, "--no-verify"});
+    ASSERT_TRUE(gate.Started());
+    const int port = PortOf(gate.ReadLine());
+    std::remove(path.c_str());
+    ASSERT_GT(port, 0);
+    const std::string unsignedCall =
+        "GET /gw/a.b/1.0/?data=%7B%7D HTTP/1.1\r\nx-t:" + std::to_string(std::time(nullptr)) +
+        "\r\n\r\n";
+    test::RawHttpResponse response;
+    ASSERT_TRUE(test::RoundTrip(port, unsignedCall, &response));
+    EXPECT_EQ(response.status, 419);
+    EXPECT_EQ(response.body, "busy");
+    ASSERT_TRUE(test::RoundTrip(port, unsignedCall, &response));
+    EXPECT_EQ(response.status, 200);
+    EXPECT_NE(response.body.find("SUCCESS::call succeeded"), std::string::npos);
+    EXPECT_EQ(gate.StopWith(SIGTERM), 0);
 }
 
 TEST(QuilGate, ABadFlagOrScenarioEndsItWithStatusTwo) {
