@@ -258,7 +258,9 @@ int main(int argc, char** argv) {
                     quil::bench::Figure("raw_calls_per_s", rawRate, 0).c_str(),
                     quil::bench::Figure("async_throughput_ratio", sdkRate / rawRate, 3).c_str());
     }
-    std::printf("e2e_failures=%d\n", failures);
+    // Reused connections: a handful for the whole run, not one per call.
+    std::printf("e2e_failures=%d e2e_connections=%llu\n", failures,
+                static_cast<unsigned long long>(gateway.AcceptedConnections()));
     std::fflush(stdout);
     gateway.Stop();
     // Workers of the SDK stay parked; leave without tearing down what they might touch.
