@@ -67,7 +67,8 @@ TEST(WaitSlotRegistry, WaitEndsAtItsLimitWhenNothingIsPosted) {
     WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot("late");
     const auto start = Clock::now();
     WaitSlotRegistry::WaitOnSlot(slot, 1);
-    // A single wait: it ends at the limit (or earlier on a spurious wake-up), never later.
+    // The wait runs to its limit (a spurious wake-up waits again), and not much beyond it.
+    EXPECT_GE(Clock::now() - start, std::chrono::seconds(1));
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
     EXPECT_EQ(slot->state, 0);
     EXPECT_EQ(WaitSlotRegistry::ReadWaitSlot(slot), "");
