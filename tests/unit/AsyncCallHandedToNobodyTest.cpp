@@ -59,7 +59,8 @@ protected:
 
 }  // namespace
 
-TEST_F(AsyncCallHandedToNobodyTest, ACancelAfterTheEntryWentInFlightGetsNoCallbackEvenWhenAnswered) {
+TEST_F(AsyncCallHandedToNobodyTest,
+       ACancelAfterTheEntryWentInFlightGetsNoCallbackEvenWhenAnswered) {
     client().CloseGate();
     QuilRequest* request = NewRequest();
     ASSERT_EQ(service->SendAsyncRequest(request), 0);

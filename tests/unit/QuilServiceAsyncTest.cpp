@@ -155,7 +155,8 @@ TEST_F(QuilServiceAsyncTest, AQueuedCallIsAnsweredOnceInItsCallbackOnANetworkWor
     EXPECT_EQ(deliveries[0].errorType, 0);
     EXPECT_EQ(deliveries[0].statusCode, 200);
     EXPECT_NE(deliveries[0].thread, std::this_thread::get_id());
-    LogLine start = log().Find("start async QuilRequest id = 1, api = mtop.test.api, version = 1.0");
+    LogLine start =
+        log().Find("start async QuilRequest id = 1, api = mtop.test.api, version = 1.0");
     EXPECT_EQ(start.level, QUIL_LOG_INFO);
     EXPECT_EQ(start.function, "AsyncCall");
     // The whole real chain ran, the first filter included.
@@ -221,15 +222,17 @@ TEST_F(QuilServiceAsyncTest, EventsComeInTheirFixedOrderAndTheHttpResponseGoesAf
 
     TracingClient tracing(&trace);
     bool entryBeforeSend = false;
-    tracing.onSend = [&](HttpRequest* httpRequest) { entryBeforeSend = InFlightHolds(httpRequest); };
+    tracing.onSend = [&](HttpRequest* httpRequest) {
+        entryBeforeSend = InFlightHolds(httpRequest);
+    };
     // The one call goes through this client; the pool is drained through the fixture's.
     QuilConfig::GetInstance()->RegisterHttpClient(&tracing);
 
     bool reportedBeforeCallback = false;
     bool entryGoneBeforeCallback = false;
     recorder.SetOnDeliver([&](QuilResponse*) {
-        reportedBeforeCallback = statistics().PerformanceReports().size() == 1 &&
-                                 SuccessRate().size() == 1;
+        reportedBeforeCallback =
+            statistics().PerformanceReports().size() == 1 && SuccessRate().size() == 1;
         entryGoneBeforeCallback = InFlightSize() == 0;
         trace.Add("callback");
     });
@@ -265,13 +268,14 @@ TEST_F(QuilServiceAsyncTest, FiltersSignAndComposeRunOnTheServiceWorkerTheRestOn
     std::thread::id beforeThread;
     std::thread::id afterThread;
     FilterManager::BeforeChain before;
-    before.emplace_back(new ScriptedBeforeFilter(
-        "b_ut", nullptr,
-        [&](QuilRequest*, FilterResult*) { beforeThread = std::this_thread::get_id(); }));
+    before.emplace_back(new ScriptedBeforeFilter("b_ut", nullptr, [&](QuilRequest*, FilterResult*) {
+        beforeThread = std::this_thread::get_id();
+    }));
     FilterManager::AfterChain after;
-    after.emplace_back(new ScriptedAfterFilter(
-        "a_ut", nullptr,
-        [&](QuilRequest*, QuilResponse*, FilterResult*) { afterThread = std::this_thread::get_id(); }));
+    after.emplace_back(
+        new ScriptedAfterFilter("a_ut", nullptr, [&](QuilRequest*, QuilResponse*, FilterResult*) {
+            afterThread = std::this_thread::get_id();
+        }));
     UseChains(std::move(before), std::move(after));
 
     ASSERT_EQ(service->SendAsyncRequest(NewRequest()), 0);
@@ -493,8 +497,8 @@ TEST_F(QuilServiceAsyncTest, TheIdIsTheNameOfTheServicePoolTask) {
     Gate hold;
     Latch holding(1);
     FilterManager::BeforeChain before;
-    before.emplace_back(new ScriptedBeforeFilter(
-        "b_ut", nullptr, [&](QuilRequest* request, FilterResult*) {
+    before.emplace_back(
+        new ScriptedBeforeFilter("b_ut", nullptr, [&](QuilRequest* request, FilterResult*) {
             if (request->GetId() == 1) {
                 holding.CountDown();
                 hold.Pass();
@@ -545,9 +549,9 @@ TEST_F(QuilServiceAsyncTest, AnAfterFilterRetryResumesAtSetupRequestUnderTheSame
     ASSERT_EQ(recorder.Count(), 1u);
     EXPECT_EQ(recorder.Deliveries()[0].retCode, "SUCCESS");
     EXPECT_EQ(recorder.Deliveries()[0].retMsg, "second");
-    EXPECT_EQ(trace.Names(), (std::vector<std::string>{"b_ut", "b_setup_request",
-                                                       "a_time_calibration", "b_setup_request",
-                                                       "a_time_calibration", "a_ut"}));
+    EXPECT_EQ(trace.Names(),
+              (std::vector<std::string>{"b_ut", "b_setup_request", "a_time_calibration",
+                                        "b_setup_request", "a_time_calibration", "a_ut"}));
     EXPECT_TRUE(log().Has("request: 1 skip before filter: b_ut", QUIL_LOG_WARN));
     EXPECT_TRUE(log().Has("request: 1 interupt at after filter: a_time_calibration"));
     EXPECT_EQ(log().CountOf("start async QuilRequest id = 1, api = mtop.test.api, version = 1.0"),
@@ -699,9 +703,10 @@ TEST_F(QuilServiceAsyncTest, RetryAtTwoRaisesTheCountToThreeAndRunsThenTheNextRe
     // The next retry meets the limit: one failure on this thread, no new pass.
     service->RetryRequest(request);
     EXPECT_EQ(request->retryTime, 3);
-    EXPECT_TRUE(log().Has(
-        "retry QuilRequest arrive max retryTime or finished id = 7, api = mtop.retry, version = 1.0",
-        QUIL_LOG_WARN));
+    EXPECT_TRUE(
+        log().Has("retry QuilRequest arrive max retryTime or finished id = 7, api = mtop.retry, "
+                  "version = 1.0",
+                  QUIL_LOG_WARN));
     std::lock_guard<std::mutex> lock(kept.mutex);
     ASSERT_EQ(kept.responses.size(), 2u);
     EXPECT_EQ(kept.thread, std::this_thread::get_id());

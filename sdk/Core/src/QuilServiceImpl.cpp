@@ -376,8 +376,8 @@ void QuilServiceImpl::ExecuteAsyncCall(QuilRequestImpl* request, const char* res
 
     if (sign.load() == nullptr) {
         QUIL_LOG(QUIL_LOG_FATAL, "iQuilSign is null");
-        FinishAsync(request, FailureResponse(request, "FAIL_SYS_SIGN_LOAD_ERROR",
-                                             "WardkeepSDK load error"));
+        FinishAsync(request,
+                    FailureResponse(request, "FAIL_SYS_SIGN_LOAD_ERROR", "WardkeepSDK load error"));
         return;
     }
 
@@ -392,8 +392,7 @@ void QuilServiceImpl::ExecuteAsyncCall(QuilRequestImpl* request, const char* res
     entity->composeRequestEndTime = MetricsEntity::Now();
     // A std::string always has storage, so an empty url passes, as it must.
     if (httpRequest == nullptr) {
-        QUIL_LOG(QUIL_LOG_ERROR, "async QuilRequest get httpRequest null or url error id = %d",
-                 id);
+        QUIL_LOG(QUIL_LOG_ERROR, "async QuilRequest get httpRequest null or url error id = %d", id);
         FinishAsync(request,
                     FailureResponse(request, "FAIL_SYS_BUILD_REQUEST", "build http request error"));
         return;
