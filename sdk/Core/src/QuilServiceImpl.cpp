@@ -10,6 +10,7 @@
 #include "QuilLogger.h"
 #include "QuilResponseAssembler.h"
 #include "QuilResponseImpl.h"
+#include "QuilSignImpl.h"
 #include "StartUseTime.h"
 #include "UTDataSet.h"
 
@@ -20,17 +21,18 @@ std::recursive_mutex instanceMutex;
 // Published once, after every part is in place; read without the lock on the fast path.
 std::atomic<QuilService*> instance{nullptr};
 
-// The signing object a test put in place of the bridge; not owned.
+// The signing object a test put in place of the bridge (null included); not owned.
 std::atomic<IQuilSign*> signForTesting{nullptr};
+// Set once a test has scripted the signing object; until then the real bridge is used.
+std::atomic<bool> signScripted{false};
 
-// The signing bridge the lazy start hands to the service.
+// The signing bridge the lazy start hands to the service: the QuilSignImpl singleton, unless a
+// test scripted another (or none).
 IQuilSign* SignBridge() {
-    IQuilSign* scripted = signForTesting.load();
-    if (scripted != nullptr) {
-        return scripted;
+    if (signScripted.load()) {
+        return signForTesting.load();
     }
-    // SEAM(sign): the QuilSignImpl singleton, once the security bridge is in the tree.
-    return nullptr;
+    return QuilSignImpl::GetInstance();
 }
 
 // What closing reports for a call that ended without a response: the host's client answered
@@ -67,6 +69,7 @@ QuilServiceImpl::~QuilServiceImpl() = default;
 
 void QuilServiceImpl::SetSignProviderForTesting(IQuilSign* scripted) {
     signForTesting.store(scripted);
+    signScripted.store(true);
 }
 
 int QuilServiceImpl::IssueId() {

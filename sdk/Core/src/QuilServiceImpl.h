@@ -90,8 +90,8 @@ public:
     static QuilResponse* FailureResponse(QuilRequestImpl* request, const char* retCode,
                                          const std::string& retMsg);
 
-    // Until the security bridge is in the tree, the lazy start takes its signing object from
-    // here; tests put a scripted one in before the first call. Not owned.
+    // Test hook: the lazy start takes this signing object (null included) instead of the
+    // QuilSignImpl singleton; tests put a scripted one in before the first call. Not owned.
     static void SetSignProviderForTesting(IQuilSign* sign);
 
     QuilServiceImpl(const QuilServiceImpl&) = delete;
