@@ -3,13 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <string>
 
 #include "FakeCookieStorage.h"
 #include "FakeWebBrowserProxy.h"
+#include "NetworkManager.h"
 #include "QuilLogger.h"
 #include "RecordingLog.h"
 #include "RecordingStatistics.h"
+#include "ScriptedHttpClient.h"
 #include "StatisticsSlot.h"
 
 using quil::test::FakeCookieStorage;
@@ -302,4 +305,43 @@ TEST(QuilConfig, RegisterUTStatisticsStoresNullToo) {
     config->RegisterUTStatistics(&statistics);
     config->RegisterUTStatistics(nullptr);
     EXPECT_EQ(StatisticsSlot::GetStatistics(), nullptr);
+}
+
+namespace {
+
+// Sends one request straight through the network manager and tells whether a response came.
+bool SendsThroughTheManager() {
+    auto* request = new HttpRequest();
+    request->url = "http://gw.example/gw/a/1.0/";
+    std::unique_ptr<HttpResponse> response(
+        NetworkManager::GetInstance()->SendSyncHttpRequest(request));
+    if (!response) {
+        delete request;  // without a client the caller keeps the request
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+TEST(QuilConfig, RegisterHttpClientHandsTheClientToTheNetworkManager) {
+    quil::test::ScriptedHttpClient client;
+    QuilConfig::GetInstance()->RegisterHttpClient(&client);
+    EXPECT_TRUE(SendsThroughTheManager());
+    ASSERT_EQ(client.SendCount(), 1u);
+    EXPECT_EQ(client.Requests()[0].url, "http://gw.example/gw/a/1.0/");
+}
+
+TEST(QuilConfig, RegisterHttpClientIgnoresNull) {
+    quil::test::ScriptedHttpClient client;
+    QuilConfig* config = QuilConfig::GetInstance();
+    config->RegisterHttpClient(&client);
+    config->RegisterHttpClient(nullptr);
+    EXPECT_TRUE(SendsThroughTheManager());
+    EXPECT_EQ(client.SendCount(), 1u);
+}
+
+TEST(QuilConfig, RegisterHttpClientWithNullAloneLeavesNoClient) {
+    QuilConfig::GetInstance()->RegisterHttpClient(nullptr);
+    EXPECT_FALSE(SendsThroughTheManager());
 }

@@ -13,14 +13,16 @@
 
 class HttpRequestComposer {
 public:
-    // A new HttpRequest for request, never null; the caller owns it. sign may be null (the
-    // signing component's version then counts as empty).
+    // A new HttpRequest for request (not null), never null; the caller owns it. Writes the
+    // request's metrics marks, so its metrics entity should be open. sign may be null (the
+    // signing component's version then counts as empty). An over-long GET leaves url empty.
     static HttpRequest* GetHttpRequest(QuilRequestImpl* request, IQuilSign* sign);
-    // Appends the header lines of request to out. url is the request's full URL (used for the
-    // cookie lookup). sign may be null.
+    // Appends the header lines of request (not null) to out. url is the request's full URL,
+    // handed to the host's cookie storage. sign may be null.
     static void GetHttpRequestHeader(std::vector<std::string>& out, QuilRequestImpl* request,
                                      std::string& url, IQuilSign* sign);
-    // Writes the text the older sign protocol signs into out; extended selects the newer layout.
+    // Replaces out with the sign input of request (not null), built from its current timestamp.
+    // extended is true for sign version 6.3, false for 6.2.
     static void GetOriginalSignUrl(std::string& out, QuilRequestImpl* request, bool extended);
     // The gateway host for the configured environment: the first host family when
     // domainModeIsOne, the second otherwise. Also the "domain" of the metrics.

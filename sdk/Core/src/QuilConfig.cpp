@@ -85,6 +85,7 @@ std::string QuilConfig::GetUid(std::string userInfo) {
 }
 
 void QuilConfig::RegisterHttpClient(IHttpClient* client) {
+    // A transport cannot be taken away once given; null would leave calls with no way out.
     if (client == nullptr) {
         return;
     }

@@ -1,0 +1,16 @@
+// ResponseBodyParser: reads the gateway's verdict from an answer body: the first element of
+// its "ret" array, "code::message". Stateless; any thread may call it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "RetInfo.h"
+
+class ResponseBodyParser {
+public:
+    // Never null. A body without a usable "ret" (not JSON, not an object, no "ret", an empty
+    // or scalar "ret", or one whose first element is not text-like) gives
+    // "FAIL_SYS_CUSTOM_ERROR" / "server return error" / 3. Never throws.
+    static std::unique_ptr<RetInfo> Parse(const std::string& body);
+};
