@@ -1,7 +1,10 @@
 // The keyed rendezvous on which a signing caller waits for its task's answer.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <mutex>
+#include <thread>
 
 #include "SignResult.h"
 #include "WaitSlot.h"
@@ -64,11 +67,58 @@ TEST(WaitSlotRegistry, WaitEndsAtItsLimitWhenNothingIsPosted) {
     WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot("late");
     const auto start = Clock::now();
     WaitSlotRegistry::WaitOnSlot(slot, 1);
-    // A single wait: it ends at the limit (or earlier on a spurious wake-up), never later.
+    // The wait runs to its limit (a spurious wake-up waits again), and not much beyond it.
+    EXPECT_GE(Clock::now() - start, std::chrono::seconds(1));
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
     EXPECT_EQ(slot->state, 0);
     EXPECT_EQ(WaitSlotRegistry::ReadWaitSlot(slot), "");
     WaitSlotRegistry::ReleaseWaitSlot("late");
+}
+
+TEST(WaitSlotRegistry, ASpuriousWakeUpDoesNotEndTheWait) {
+    WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot("spurious");
+    std::atomic<bool> returned{false};
+    std::atomic<int32_t> stateOnReturn{0};
+    std::thread waiter([&] {
+        WaitSlotRegistry::WaitOnSlotFor(slot, std::chrono::seconds(20));
+        std::lock_guard<std::mutex> lock(slot->mutex);
+        stateOnReturn = slot->state;
+        returned = true;
+    });
+    // Wake the waiter many times without a post; each wake-up must send it back to waiting.
+    for (int i = 0; i < 2000 && !returned; ++i) {
+        {
+            std::lock_guard<std::mutex> lock(slot->mutex);
+            slot->condition.notify_all();
+        }
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(returned);
+    EXPECT_TRUE(WaitSlotRegistry::PostWaitSlot("spurious", "answer"));
+    waiter.join();
+    EXPECT_EQ(stateOnReturn, -1);
+    WaitSlotRegistry::ReleaseWaitSlot("spurious");
+}
+
+TEST(WaitSlotRegistry, AnUnlimitedWaitEndsWithThePostAndNotBefore) {
+    WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot("unlimited");
+    std::atomic<bool> returned{false};
+    std::thread waiter([&] {
+        WaitSlotRegistry::WaitOnSlot(slot, -1);
+        returned = true;
+    });
+    for (int i = 0; i < 2000 && !returned; ++i) {
+        {
+            std::lock_guard<std::mutex> lock(slot->mutex);
+            slot->condition.notify_all();
+        }
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(returned);
+    EXPECT_TRUE(WaitSlotRegistry::PostWaitSlot("unlimited", "answer"));
+    waiter.join();
+    EXPECT_TRUE(returned);
+    WaitSlotRegistry::ReleaseWaitSlot("unlimited");
 }
 
 TEST(WaitSlotRegistry, ReleaseErasesTheKeySoALatePostIsDropped) {

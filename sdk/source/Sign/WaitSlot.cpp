@@ -50,13 +50,20 @@ bool WaitSlotRegistry::PostWaitSlot(const std::string& key, const std::string& t
 }
 
 void WaitSlotRegistry::WaitOnSlot(WaitSlot* slot, int seconds) {
-    std::unique_lock<std::mutex> lock(slot->mutex);
-    if (slot->state != 0) return;
-    if (seconds == -1) {
-        slot->condition.wait(lock);
-    } else {
-        slot->condition.wait_for(lock, std::chrono::seconds(seconds));
+    if (seconds != -1) {
+        WaitOnSlotFor(slot, std::chrono::seconds(seconds));
+        return;
     }
+    std::unique_lock<std::mutex> lock(slot->mutex);
+    slot->condition.wait(lock, [slot] { return slot->state != 0; });
+}
+
+void WaitSlotRegistry::WaitOnSlotFor(WaitSlot* slot, std::chrono::milliseconds limit) {
+    // One deadline for the whole wait: a spurious wake-up waits again for the time that is
+    // left, instead of ending the wait early or starting the limit over.
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    std::unique_lock<std::mutex> lock(slot->mutex);
+    slot->condition.wait_until(lock, deadline, [slot] { return slot->state != 0; });
 }
 
 std::string WaitSlotRegistry::ReadWaitSlot(WaitSlot* slot) {

@@ -6,6 +6,7 @@
 // Lock order: the registry mutex, then a slot's mutex. Only PostWaitSlot holds both.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -28,9 +29,13 @@ public:
     // Returns false, dropping the text, when the key has no slot.
     static bool PostWaitSlot(const std::string& key, const std::string& text);
 
-    // If nothing has been posted yet, waits once on the slot: seconds long, or without limit
-    // when seconds is -1. A single wait, so a spurious wake-up reads like a time-out.
+    // Waits until something has been posted to the slot: at most seconds long, or without limit
+    // when seconds is -1. Returns at once when a post came first. The wait loops over the
+    // post's predicate, so a spurious wake-up is not mistaken for the end of the limit.
     static void WaitOnSlot(WaitSlot* slot, int seconds);
+
+    // As WaitOnSlot, with the limit in milliseconds. Used where a limit is shortened for tests.
+    static void WaitOnSlotFor(WaitSlot* slot, std::chrono::milliseconds limit);
 
     // A copy of the posted text (empty if none).
     static std::string ReadWaitSlot(WaitSlot* slot);

@@ -1,0 +1,127 @@
+#include "SwitchStrToMap.h"
+
+#include <json/json.h>
+
+#include <cstddef>
+#include <functional>
+
+#include "QuilLogger.h"
+
+namespace {
+
+using MemberVisitor = std::function<void(const std::string&, const Json::Value&)>;
+
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+std::size_t SkipBlanks(const std::string& text, std::size_t at) {
+    while (at < text.size() && IsBlank(text[at])) ++at;
+    return at;
+}
+
+// The position just past the string literal that opens at `at`, or npos.
+std::size_t StringEnd(const std::string& text, std::size_t at) {
+    for (std::size_t i = at + 1; i < text.size(); ++i) {
+        if (text[i] == '\\') {
+            ++i;
+        } else if (text[i] == '"') {
+            return i + 1;
+        }
+    }
+    return std::string::npos;
+}
+
+// The position just past the JSON value that starts at `at`, or npos.
+std::size_t ValueEnd(const std::string& text, std::size_t at) {
+    if (at >= text.size()) return std::string::npos;
+    if (text[at] == '"') return StringEnd(text, at);
+    if (text[at] == '{' || text[at] == '[') {
+        int depth = 0;
+        for (std::size_t i = at; i < text.size(); ++i) {
+            const char c = text[i];
+            if (c == '"') {
+                i = StringEnd(text, i);
+                if (i == std::string::npos) return i;
+                --i;
+            } else if (c == '{' || c == '[') {
+                ++depth;
+            } else if ((c == '}' || c == ']') && --depth == 0) {
+                return i + 1;
+            }
+        }
+        return std::string::npos;
+    }
+    std::size_t i = at;
+    while (i < text.size() && text[i] != ',' && text[i] != '}' && text[i] != ']' &&
+           !IsBlank(text[i])) {
+        ++i;
+    }
+    return i;
+}
+
+bool ParsePiece(const std::string& piece, Json::Value* value) {
+    Json::Reader reader;
+    return reader.parse(piece, *value, false);
+}
+
+// Walks the members of the top-level object in the order of the text, which the parsed value
+// cannot give: it keeps only the last of two equal names. False when the text holds anything
+// this walk does not expect (such as a comment); the caller then uses the parsed value.
+bool ForEachMemberInTextOrder(const std::string& text, const MemberVisitor& visit) {
+    std::size_t at = SkipBlanks(text, 0);
+    if (at >= text.size() || text[at] != '{') return false;
+    at = SkipBlanks(text, at + 1);
+    if (at < text.size() && text[at] == '}') return true;
+    while (at < text.size()) {
+        if (text[at] != '"') return false;
+        const std::size_t nameEnd = StringEnd(text, at);
+        Json::Value name;
+        if (nameEnd == std::string::npos || !ParsePiece(text.substr(at, nameEnd - at), &name) ||
+            !name.isString()) {
+            return false;
+        }
+        at = SkipBlanks(text, nameEnd);
+        if (at >= text.size() || text[at] != ':') return false;
+        at = SkipBlanks(text, at + 1);
+        const std::size_t valueEnd = ValueEnd(text, at);
+        Json::Value value;
+        if (valueEnd == std::string::npos || !ParsePiece(text.substr(at, valueEnd - at), &value)) {
+            return false;
+        }
+        visit(name.asString(), value);
+        at = SkipBlanks(text, valueEnd);
+        if (at >= text.size()) return false;
+        if (text[at] == '}') return true;
+        if (text[at] != ',') return false;
+        at = SkipBlanks(text, at + 1);
+    }
+    return false;
+}
+
+std::string AsText(const Json::Value& value) {
+    if (value.isObject() || value.isArray()) {
+        Json::FastWriter writer;
+        writer.omitEndingLineFeed();
+        return writer.write(value);
+    }
+    return value.asString();
+}
+
+}  // namespace
+
+std::map<std::string, std::string> __SwitchStrToMap(std::string json) {
+    std::map<std::string, std::string> result;
+    Json::Value root;
+    Json::Reader reader;
+    // A top-level value that is not an object has no members to read: it counts as unreadable.
+    if (!reader.parse(json, root) || !root.isObject()) {
+        QUIL_LOG(QUIL_LOG_INFO, "__SwitchToMap json parse failed, data: %s", json.c_str());
+        return result;
+    }
+    const MemberVisitor keepFirst = [&result](const std::string& name, const Json::Value& value) {
+        result.emplace(name, AsText(value));
+    };
+    if (ForEachMemberInTextOrder(json, keepFirst)) return result;
+    result.clear();
+    for (const std::string& name : root.getMemberNames()) keepFirst(name, root[name]);
+    return result;
+}

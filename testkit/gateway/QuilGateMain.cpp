@@ -1,0 +1,131 @@
+// quilgate: the gateway emulator as a program, for hosts and scripts that test against a
+// gateway on loopback. Prints the address it listens on, then serves until SIGINT or SIGTERM.
+#include <signal.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+
+#include "GatewayEmulator.h"
+
+namespace {
+
+void PrintUsage() {
+    std::cerr << "usage: quilgate [--port N] [--appkey KEY] [--clock-offset SECONDS]\n"
+                 "                [--skew SECONDS] [--scenario FILE] [--session SID]...\n"
+                 "                [--need-session API]... [--echo-ombrel] [--no-verify]\n"
+                 "                [--dns HOST=IP[,IP...]]...\n"
+                 "Serves \"/gw/<api>/<version>/\" and \"/zent/mobileDispatch\" on 127.0.0.1.\n";
+}
+
+bool ParseInteger(const char* text, long long* value) {
+    errno = 0;
+    char* end = nullptr;
+    *value = std::strtoll(text, &end, 10);
+    return errno == 0 && end != text && *end == '\0';
+}
+
+bool ParseDns(const std::string& text, quil::DispatchEntry* entry) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        return false;
+    }
+    entry->host = text.substr(0, equals);
+    std::string ips = text.substr(equals + 1);
+    std::size_t start = 0;
+    while (start < ips.size()) {
+        std::size_t comma = ips.find(',', start);
+        if (comma == std::string::npos) {
+            comma = ips.size();
+        }
+        if (comma > start) {
+            entry->ips.push_back(ips.substr(start, comma - start));
+        }
+        start = comma + 1;
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    quil::GatewayEmulatorOptions options;
+    long long port = 0;
+    std::string scenarioPath;
+    for (int i = 1; i < argc; ++i) {
+        const std::string flag = argv[i];
+        const bool hasValue = i + 1 < argc;
+        long long number = 0;
+        if (flag == "--help" || flag == "-h") {
+            PrintUsage();
+            return 0;
+        } else if (flag == "--echo-ombrel") {
+            options.echoOmbrel = true;
+        } else if (flag == "--no-verify") {
+            options.verifySignatures = false;
+        } else if (!hasValue) {
+            std::cerr << "quilgate: " << flag << " needs a value\n";
+            PrintUsage();
+            return 2;
+        } else if (flag == "--port" && ParseInteger(argv[i + 1], &port) && port >= 0 &&
+                   port <= 65535) {
+            ++i;
+        } else if (flag == "--appkey") {
+            options.appKey = argv[++i];
+        } else if (flag == "--clock-offset" && ParseInteger(argv[i + 1], &number)) {
+            options.clockOffsetSeconds = number;
+            ++i;
+        } else if (flag == "--skew" && ParseInteger(argv[i + 1], &number) && number >= 0) {
+            options.skewSeconds = number;
+            ++i;
+        } else if (flag == "--scenario") {
+            scenarioPath = argv[++i];
+        } else if (flag == "--session") {
+            options.sessions.push_back(argv[++i]);
+        } else if (flag == "--need-session") {
+            options.sessionApis.push_back(argv[++i]);
+        } else if (flag == "--dns") {
+            quil::DispatchEntry entry;
+            if (!ParseDns(argv[++i], &entry)) {
+                std::cerr << "quilgate: --dns wants HOST=IP[,IP...]\n";
+                return 2;
+            }
+            options.dispatchEntries.push_back(entry);
+        } else {
+            std::cerr << "quilgate: bad flag or value: " << flag << "\n";
+            PrintUsage();
+            return 2;
+        }
+    }
+
+    // Block the stop signals before any thread starts, so that only sigwait below takes them.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+    quil::GatewayEmulator emulator(options);
+    if (!scenarioPath.empty()) {
+        std::string error;
+        if (!emulator.LoadScenarioFile(scenarioPath, &error)) {
+            std::cerr << "quilgate: scenario " << scenarioPath << ": " << error << "\n";
+            return 2;
+        }
+    }
+    if (!emulator.Start(static_cast<int>(port))) {
+        std::cerr << "quilgate: cannot listen on 127.0.0.1:" << port << "\n";
+        return 1;
+    }
+    std::cout << "quilgate listening on " << emulator.Address() << std::endl;
+
+    int received = 0;
+    sigwait(&stopSignals, &received);
+    emulator.Stop();
+    std::cout << "quilgate stopped after " << emulator.RequestCount() << " requests on "
+              << emulator.AcceptedConnections() << " connections" << std::endl;
+    return 0;
+}

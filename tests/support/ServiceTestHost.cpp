@@ -1,0 +1,50 @@
+#include "ServiceTestHost.h"
+
+#include "QuilConfig.h"
+#include "StatisticsSlot.h"
+
+namespace quil {
+namespace test {
+
+QuilServiceImpl* ServiceTestHost::Install() {
+    QuilConfig* config = QuilConfig::GetInstance();
+    config->RegisterQuilLog(&Log());
+    config->SetQuilLogLevel(QUIL_LOG_VERBOSE);
+    config->RegisterUTStatistics(&Statistics());
+    config->appKey = "12345678";
+    QuilServiceImpl::SetSignProviderForTesting(&Sign());
+    config->RegisterHttpClient(&Client());
+    return dynamic_cast<QuilServiceImpl*>(QuilService::GetInstance());
+}
+
+RecordingLog& ServiceTestHost::Log() {
+    static RecordingLog log;
+    return log;
+}
+
+RecordingStatistics& ServiceTestHost::Statistics() {
+    static RecordingStatistics statistics;
+    return statistics;
+}
+
+ScriptedSign& ServiceTestHost::Sign() {
+    static ScriptedSign sign;
+    return sign;
+}
+
+ScriptedHttpClient& ServiceTestHost::Client() {
+    static ScriptedHttpClient client;
+    return client;
+}
+
+ScriptedResponse ServiceTestHost::GatewayAnswer(const std::string& ret,
+                                                const std::string& extraHeaders) {
+    ScriptedResponse response;
+    response.statusCode = 200;
+    response.header = "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n" + extraHeaders;
+    response.body = "{\"data\":{},\"ret\":[\"" + ret + "\"]}";
+    return response;
+}
+
+}  // namespace test
+}  // namespace quil

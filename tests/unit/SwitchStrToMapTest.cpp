@@ -1,0 +1,66 @@
+// The reading of the closed library's JSON object of sign headers.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "RecordingLog.h"
+#include "SwitchStrToMap.h"
+
+namespace {
+
+using Map = std::map<std::string, std::string>;
+
+TEST(SwitchStrToMap, EachMemberGivesAnEntry) {
+    EXPECT_EQ(__SwitchStrToMap("{\"x-sign\":\"ab\",\"x-mini-wua\":\"cd\"}"),
+              (Map{{"x-mini-wua", "cd"}, {"x-sign", "ab"}}));
+}
+
+TEST(SwitchStrToMap, ValuesAreReadAsStrings) {
+    EXPECT_EQ(__SwitchStrToMap("{\"n\":12,\"b\":true,\"z\":null,\"o\":{\"k\":[1, 2]}}"),
+              (Map{{"b", "true"}, {"n", "12"}, {"o", "{\"k\":[1,2]}"}, {"z", ""}}));
+}
+
+TEST(SwitchStrToMap, ANameThatStandsTwiceKeepsItsFirstValue) {
+    EXPECT_EQ(__SwitchStrToMap("{ \"a\" : \"first\" , \"b\":\"x\", \"a\":\"second\" }"),
+              (Map{{"a", "first"}, {"b", "x"}}));
+}
+
+TEST(SwitchStrToMap, EscapedNamesAndValuesAreDecoded) {
+    EXPECT_EQ(__SwitchStrToMap("{\"a\\\"b\":\"c\\\\d}\",\"e\":\"\\u00e9\"}"),
+              (Map{{"a\"b", "c\\d}"}, {"e", "\xC3\xA9"}}));
+}
+
+TEST(SwitchStrToMap, AnEmptyObjectGivesAnEmptyMapWithoutALine) {
+    quil::test::ScopedRecordingLog log;
+    EXPECT_TRUE(__SwitchStrToMap("{}").empty());
+    EXPECT_EQ(log->Count(), 0u);
+}
+
+TEST(SwitchStrToMap, AnUnreadableTextLogsAndGivesAnEmptyMap) {
+    quil::test::ScopedRecordingLog log;
+    EXPECT_TRUE(__SwitchStrToMap("not json").empty());
+    const quil::test::LogLine line = log->Find("__SwitchToMap json parse failed, data: not json");
+    EXPECT_EQ(line.level, QUIL_LOG_INFO);
+    EXPECT_EQ(line.function, "__SwitchStrToMap");
+}
+
+TEST(SwitchStrToMap, AnEmptyTextLogsAndGivesAnEmptyMap) {
+    quil::test::ScopedRecordingLog log;
+    EXPECT_TRUE(__SwitchStrToMap("").empty());
+    EXPECT_TRUE(log->Has("__SwitchToMap json parse failed, data: ", QUIL_LOG_INFO));
+}
+
+TEST(SwitchStrToMap, ATopLevelValueThatIsNotAnObjectCountsAsUnreadable) {
+    quil::test::ScopedRecordingLog log;
+    EXPECT_TRUE(__SwitchStrToMap("[\"a\",\"b\"]").empty());
+    EXPECT_TRUE(__SwitchStrToMap("5").empty());
+    EXPECT_EQ(log->CountOf("__SwitchToMap json parse failed, data: [\"a\",\"b\"]"), 1u);
+    EXPECT_EQ(log->CountOf("__SwitchToMap json parse failed, data: 5"), 1u);
+}
+
+TEST(SwitchStrToMap, AnObjectWithACommentIsStillRead) {
+    EXPECT_EQ(__SwitchStrToMap("{ /* note */ \"a\":\"1\"}"), (Map{{"a", "1"}}));
+}
+
+}  // namespace

@@ -1,0 +1,71 @@
+#include "UTBeforeFilter.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "QuilRequestImpl.h"
+#include "QuilResponseImpl.h"
+#include "RecordingLog.h"
+
+using quil::test::LogLine;
+using quil::test::ScopedRecordingLog;
+
+namespace {
+
+std::unique_ptr<QuilRequestImpl> MakeRequest(int id) {
+    std::unique_ptr<QuilRequestImpl> request(new QuilRequestImpl("mtop.test.api", "1.0"));
+    request->SetId(id);
+    request->AddData("k", std::string("v"));
+    return request;
+}
+
+std::unique_ptr<QuilResponseImpl> MakeErrorResponse() {
+    std::unique_ptr<QuilResponseImpl> response(new QuilResponseImpl());
+    response->statusCode = 200;
+    response->body = "{\"ret\":[\"FAIL_BIZ_SOMETHING::went wrong\"]}";
+    response->headers["x-retcode"] = "FAIL_BIZ_SOMETHING";
+    response->retInfo.reset(new RetInfo());
+    response->retInfo->retCode = "FAIL_BIZ_SOMETHING";
+    response->retInfo->retMsg = "went wrong";
+    response->retInfo->errorType = 3;
+    return response;
+}
+
+}  // namespace
+
+TEST(UTBeforeFilter, BearsItsNameInTheChain) {
+    UTBeforeFilter filter;
+    EXPECT_STREQ(filter.GetName(), "b_ut");
+}
+
+TEST(UTBeforeFilter, LogsTheRequestIdAtLevelZeroAndLetsItPass) {
+    ScopedRecordingLog log;
+    UTBeforeFilter filter;
+    auto request = MakeRequest(42);
+    auto response = MakeErrorResponse();
+    (void)response;
+    FilterResult result;
+    filter.HandleRequest(request.get(), &result);
+    EXPECT_EQ(result.code, 0);
+    LogLine line = log->Find("handle ut before filter, id: 42");
+    EXPECT_EQ(line.level, QUIL_LOG_VERBOSE);
+    EXPECT_EQ(line.function, "HandleRequest");
+    EXPECT_EQ(log->Count(), 1u);
+}
+
+TEST(UTBeforeFilter, TouchesNeitherRequestNorResponse) {
+    UTBeforeFilter filter;
+    auto request = MakeRequest(7);
+    auto response = MakeErrorResponse();
+    FilterResult result;
+    filter.HandleRequest(request.get(), &result);
+    EXPECT_EQ(request->GetData(), "{   \"k\" : \"v\"}");
+    EXPECT_TRUE(request->headers.empty());
+    EXPECT_EQ(request->GetId(), 7);
+    EXPECT_EQ(response->retInfo->retCode, "FAIL_BIZ_SOMETHING");
+    EXPECT_EQ(response->retInfo->retMsg, "went wrong");
+    EXPECT_EQ(response->retInfo->errorType, 3);
+    EXPECT_EQ(response->statusCode, 200);
+    EXPECT_EQ(response->headers.size(), 1u);
+}
