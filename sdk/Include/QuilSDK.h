@@ -12,6 +12,7 @@
 #include "LoginContext.h"
 #include "MD5.h"
 #include "NetworkManager.h"
+#include "QuilCancelRelease.h"
 #include "QuilConfig.h"
 #include "QuilExport.h"
 #include "QuilRequest.h"

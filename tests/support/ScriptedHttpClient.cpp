@@ -2,11 +2,18 @@
 
 #include <algorithm>
 #include <thread>
+#include <utility>
 
 namespace quil {
 namespace test {
 
 HttpResponse* ScriptedHttpClient::SendHttpRequest(HttpRequest* request) {
+    std::function<void(HttpRequest*)> onSend;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        onSend = onSend_;
+    }
+    if (onSend) onSend(request);
     ScriptedResponse answer;
     std::chrono::milliseconds delay{0};
     {
@@ -51,6 +58,11 @@ HttpResponse* ScriptedHttpClient::SendHttpRequest(HttpRequest* request) {
     response->body.assign(answer.body.begin(), answer.body.end());
     response->errorMessage = answer.errorMessage;
     return response;
+}
+
+void ScriptedHttpClient::SetOnSend(std::function<void(HttpRequest*)> onSend) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    onSend_ = std::move(onSend);
 }
 
 void ScriptedHttpClient::Enqueue(const ScriptedResponse& response) {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -60,6 +61,10 @@ public:
     void CloseGate();
     void OpenGate();
 
+    // Called at the start of every send, on the sending thread, with no lock of the client
+    // held; empty by default. For tests that look at the library's state while a send is on.
+    void SetOnSend(std::function<void(HttpRequest*)> onSend);
+
     // Makes every send take at least this long after the gate (a slow exchange); 0 by default.
     void SetDelay(std::chrono::milliseconds delay);
 
@@ -83,6 +88,7 @@ private:
     std::vector<RecordedRequest> requests_;
     bool gateClosed_ = false;
     std::chrono::milliseconds delay_{0};
+    std::function<void(HttpRequest*)> onSend_;
     int inFlight_ = 0;
     int maxInFlight_ = 0;
 };

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "NetworkPoolBarrier.h"
+#include "QuilCallbackRecorder.h"
 #include "QuilRequestImpl.h"
 #include "QuilResponseImpl.h"
 #include "ServiceTestHost.h"
@@ -45,20 +47,35 @@ protected:
 TEST_F(PipelineReentryTest, TheAsynchronousRoadQueuesAPassResumedAtSetupRequest) {
     std::unique_ptr<QuilResponseImpl> response = MakeResponse(1, 12);
     QuilRequestImpl* request = static_cast<QuilRequestImpl*>(response->request.get());
+    quil::test::QuilCallbackRecorder recorder;
+    recorder.Attach(request);
+    service->OpenMetrics(request);
     FilterResult result;
     PipelineReentry::Reenter(request, response.get(), &result);
+    // The queued pass owns the request now; this response lets go of it, as the completion
+    // of the pass that re-entered does.
+    response->request.release();
     EXPECT_EQ(result.code, 1);
-    EXPECT_EQ(request->retryTime, 1);
     EXPECT_STREQ(PipelineReentry::kResumeFilter, "b_setup_request");
+    ASSERT_TRUE(recorder.WaitFor(1));
     EXPECT_TRUE(ServiceTestHost::Log().Has(
         "start async QuilRequest id = 12, api = mtop.retry.api, version = 3.0", QUIL_LOG_INFO));
     EXPECT_FALSE(ServiceTestHost::Log().Has(
         "start sync QuilRequest id = 12, api = mtop.retry.api, version = 3.0"));
+    // The new pass passed over "b_ut" alone and ran the rest.
+    EXPECT_TRUE(ServiceTestHost::Log().Has("request: 12 skip before filter: b_ut", QUIL_LOG_WARN));
+    EXPECT_FALSE(ServiceTestHost::Log().Has("handle ut before filter, id: 12"));
+    EXPECT_TRUE(ServiceTestHost::Log().Has("handle setup request before filter, id: 12"));
+    EXPECT_EQ(recorder.Deliveries()[0].id, 12);
+    EXPECT_EQ(ServiceTestHost::Statistics().LastPerformanceReport().dimensions["retryTime"], "1");
     // Nothing of the present response changes on this road.
     EXPECT_EQ(response->statusCode, 419);
     EXPECT_EQ(response->body, "first");
     EXPECT_EQ(response->retInfo->retCode, "FAIL_SYS_REQUEST_EXPIRED");
-    EXPECT_EQ(ServiceTestHost::Client().SendCount(), 0u);
+    EXPECT_EQ(ServiceTestHost::Client().SendCount(), 1u);
+    quil::test::NetworkPoolBarrier barrier(&ServiceTestHost::Client());
+    QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
+    EXPECT_TRUE(barrier.Drain());
 }
 
 TEST_F(PipelineReentryTest, TheSynchronousRoadRunsANestedPassAndKeepsTheRequest) {

@@ -315,10 +315,11 @@ int QuilServiceImpl::SendAsyncRequest(QuilRequest* request) {
     OpenMetrics(impl);
     int code = AsyncCall(impl, nullptr);
     if (code == 0) {
-        return 0;
+        return 0;  // the task owns the request now
     }
-    // The entity opened above stays in its store: an asynchronous call that never started
-    // is not reported.
+    // A call that never started is not reported. Its entity is dropped rather than left keyed
+    // by the address of a deleted request, where a later request could find it.
+    UTDataSet::GetInstance()->DropMetricsEntity(impl);
     delete impl;
     return code;
 }
@@ -331,22 +332,178 @@ int QuilServiceImpl::AsyncCall(QuilRequestImpl* request, const char* resumeFilte
     const int id = request->GetId();
     QUIL_LOG(QUIL_LOG_INFO, "start async QuilRequest id = %d, api = %s, version = %s", id,
              request->api.c_str(), request->version.c_str());
+    // Unlike the synchronous road, no response comes of a failed check: the code is the report.
     if (config->appKey.empty()) {
         QUIL_LOG(QUIL_LOG_ERROR, "async QuilRequest check dependency fail id = %d", id);
         return -2;
     }
-    // SEAM(async): bind ExecuteAsyncCall(request, resumeFilter) and queue it on threadPool
-    // under the id in decimal, then return 0. Until the asynchronous road is built nothing is
-    // queued, and the call reports that it did not start.
-    (void)resumeFilter;
-    return -1;
+    // From AddTask on the request is the task's; it may already be running on the worker.
+    threadPool->AddTask([this, request, resumeFilter] { ExecuteAsyncCall(request, resumeFilter); },
+                        std::to_string(id));
+    return 0;
 }
 
 void QuilServiceImpl::ExecuteAsyncCall(QuilRequestImpl* request, const char* resumeFilter) {
-    // SEAM(async): the asynchronous pass (filters from resumeFilter, sign, compose, entry into
-    // inFlight, send). Nothing queues it yet.
-    (void)request;
-    (void)resumeFilter;
+    if (request == nullptr) {
+        return;  // AsyncCall never queues one
+    }
+    LazyStart();
+    const int id = request->GetId();
+
+    MetricsEntity* entity = UTDataSet::GetInstance()->GetExistMetricsEntity(request);
+    entity->beforeFilterStartTime = MetricsEntity::Now();
+    std::unique_ptr<FilterResult> before(filterManager->DoBefore(request, resumeFilter));
+    if (before->code == 1 && before->waiting) {
+        // The request lies in the pending-request pool now, which may already be running or
+        // failing it on another thread: neither it nor its entity is touched again here. The
+        // end mark is not written; the pool's next pass writes its own.
+        return;
+    }
+    entity->beforeFilterEndTime = MetricsEntity::Now();
+    if (before->code == 1) {
+        QUIL_LOG(QUIL_LOG_ERROR, "async QuilRequest before filter stop id = %d", id);
+        QuilResponse* response = before->response;
+        before.reset();
+        FinishAsync(request, response);
+        if (response == nullptr) {
+            // No response took the request over, and no filter of the library stops this
+            // way; as on the synchronous road, the request ends with the call.
+            delete request;
+        }
+        return;
+    }
+    before.reset();
+
+    // After the filters and before the sign input, on every pass.
+    SetRequestTimestamp(request);
+
+    if (sign.load() == nullptr) {
+        QUIL_LOG(QUIL_LOG_FATAL, "iQuilSign is null");
+        FinishAsync(request,
+                    FailureResponse(request, "FAIL_SYS_SIGN_LOAD_ERROR", "WardkeepSDK load error"));
+        return;
+    }
+
+    QuilResponse* signFailure = SignRequest(request, Road::Async);
+    if (signFailure != nullptr) {
+        FinishAsync(request, signFailure);
+        return;
+    }
+
+    entity->composeRequestStartTime = MetricsEntity::Now();
+    HttpRequest* httpRequest = GetHttpRequest(request);
+    entity->composeRequestEndTime = MetricsEntity::Now();
+    // A std::string always has storage, so an empty url passes, as it must.
+    if (httpRequest == nullptr) {
+        QUIL_LOG(QUIL_LOG_ERROR, "async QuilRequest get httpRequest null or url error id = %d", id);
+        FinishAsync(request,
+                    FailureResponse(request, "FAIL_SYS_BUILD_REQUEST", "build http request error"));
+        return;
+    }
+
+    httpRequest->callback = &QuilServiceImpl::CompleteAsyncCall;
+    httpRequest->callbackContext = this;
+    httpRequest->cancelKey = std::to_string(id);
+
+    // The send mark goes in before the entry: from the entry on, a cancel on another thread
+    // may take the request (and a releasing cancel free it with its entity).
+    entity->networkSendStartTime = MetricsEntity::Now();
+    {
+        // The entry comes first, so that an answer that comes back at once still finds it.
+        std::lock_guard<std::recursive_mutex> lock(mutex);
+        inFlight[httpRequest] = request;
+    }
+    // The result only says the send was queued; nothing is done with it.
+    networkManager->SendAsyncHttpRequest(httpRequest);
+}
+
+void QuilServiceImpl::CompleteAsyncCall(HttpResponse* httpResponse, void* context) {
+    const double sendEnd = MetricsEntity::Now();
+    if (httpResponse == nullptr || context == nullptr) {
+        return;
+    }
+    QuilServiceImpl* service = static_cast<QuilServiceImpl*>(context);
+
+    QuilRequestImpl* request = nullptr;
+    bool abandoned = false;
+    {
+        std::lock_guard<std::recursive_mutex> lock(service->mutex);
+        auto entry = service->inFlight.find(httpResponse->request);
+        if (entry != service->inFlight.end()) {
+            request = entry->second;
+            service->inFlight.erase(entry);
+        } else {
+            abandoned = service->abandonedSends.erase(httpResponse->request) > 0;
+        }
+    }
+    if (request == nullptr) {
+        // A withdrawn call: nothing is called and nothing reported. Its answer belongs to
+        // nobody else, so it is freed (with the HttpRequest) rather than left behind.
+        if (abandoned) {
+            delete httpResponse;
+        }
+        return;
+    }
+
+    MetricsEntity* entity = UTDataSet::GetInstance()->GetExistMetricsEntity(request);
+    entity->networkSendEndTime = sendEnd;
+    entity->parseResponseStartTime = MetricsEntity::Now();
+    QuilResponse* response = service->GetQuilResponse(httpResponse, request);
+    entity->parseResponseEndTime = MetricsEntity::Now();
+    entity->afterFilterStartTime = MetricsEntity::Now();
+    std::unique_ptr<FilterResult> after(service->filterManager->DoAfter(request, response));
+    const int code = after ? after->code : 0;
+
+    if (code == 1) {
+        // An after filter handed the request on (a new pass, or the login pool), which may be
+        // running on another thread already: neither the request nor its entity is touched
+        // again. The response of this pass is nobody's; it lets go of the request it shares
+        // with the next pass and is freed.
+        if (QuilResponseImpl* impl = dynamic_cast<QuilResponseImpl*>(response)) {
+            impl->request.release();
+            delete impl;
+        }
+    } else {
+        entity->afterFilterEndTime = MetricsEntity::Now();
+        if (code == 0) {
+            service->CloseMetrics(request, response);
+            Deliver(request, response);
+            if (response == nullptr) {
+                delete request;  // nothing took it over; the assembler always answers, though
+            }
+        }
+    }
+    after.reset();
+    // After the callback has returned; it may have deleted the response, never this.
+    delete httpResponse;
+}
+
+void QuilServiceImpl::FinishAsync(QuilRequestImpl* request, QuilResponse* response) {
+    // No after filter runs on a response made before the send.
+    CloseMetrics(request, response);
+    Deliver(request, response);
+}
+
+template <typename Match>
+QuilRequestImpl* QuilServiceImpl::Withdraw(Match matches) {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    for (auto entry = inFlight.begin(); entry != inFlight.end(); ++entry) {
+        if (entry->second == nullptr || !matches(entry->second)) {
+            continue;
+        }
+        QuilRequestImpl* impl = entry->second;
+        impl->cancelled = true;
+        QUIL_LOG_AS("CancelCall", QUIL_LOG_INFO,
+                    "cancel QuilRequest id = %d, api = %s, version = %s", impl->GetId(),
+                    impl->api.c_str(), impl->version.c_str());
+        // Removes the send if it has not started; one under way runs on, and its answer then
+        // finds no entry. Either way the HttpRequest is the service's until an answer comes.
+        networkManager->CancelHttpRequest(entry->first);
+        abandonedSends.insert(entry->first);
+        inFlight.erase(entry);
+        return impl;
+    }
+    return nullptr;
 }
 
 void QuilServiceImpl::CancelCall(QuilRequest* request) {
@@ -354,19 +511,8 @@ void QuilServiceImpl::CancelCall(QuilRequest* request) {
         QUIL_LOG(QUIL_LOG_ERROR, "cancel QuilRequest is null");
         return;
     }
-    std::lock_guard<std::recursive_mutex> lock(mutex);
-    for (auto entry = inFlight.begin(); entry != inFlight.end(); ++entry) {
-        if (entry->second != request) {
-            continue;
-        }
-        QuilRequestImpl* impl = entry->second;
-        impl->cancelled = true;
-        QUIL_LOG(QUIL_LOG_INFO, "cancel QuilRequest id = %d, api = %s, version = %s", impl->GetId(),
-                 impl->api.c_str(), impl->version.c_str());
-        networkManager->CancelHttpRequest(entry->first);
-        inFlight.erase(entry);
-        return;
-    }
+    // The withdrawn request is left to nobody: no callback, no response, no report.
+    Withdraw([request](QuilRequestImpl* candidate) { return candidate == request; });
 }
 
 void QuilServiceImpl::CancelCall(int id) {
@@ -374,19 +520,38 @@ void QuilServiceImpl::CancelCall(int id) {
         QUIL_LOG(QUIL_LOG_ERROR, "cancel QuilRequest request id can't be -1");
         return;
     }
-    std::lock_guard<std::recursive_mutex> lock(mutex);
-    for (auto entry = inFlight.begin(); entry != inFlight.end(); ++entry) {
-        if (entry->second == nullptr || entry->second->GetId() != id) {
-            continue;
-        }
-        QuilRequestImpl* impl = entry->second;
-        impl->cancelled = true;
-        QUIL_LOG(QUIL_LOG_INFO, "cancel QuilRequest id = %d, api = %s, version = %s", impl->GetId(),
-                 impl->api.c_str(), impl->version.c_str());
-        networkManager->CancelHttpRequest(entry->first);
-        inFlight.erase(entry);
-        return;
+    Withdraw([id](QuilRequestImpl* candidate) { return candidate->GetId() == id; });
+}
+
+namespace {
+
+// Frees a request that a cancel has just withdrawn, with its measurements, unreported.
+bool Release(QuilRequestImpl* withdrawn) {
+    if (withdrawn == nullptr) {
+        return false;
     }
+    UTDataSet::GetInstance()->DropMetricsEntity(withdrawn);
+    delete withdrawn;
+    return true;
+}
+
+}  // namespace
+
+bool QuilServiceImpl::CancelCallAndRelease(QuilRequest* request) {
+    if (request == nullptr) {
+        QUIL_LOG_AS("CancelCall", QUIL_LOG_ERROR, "cancel QuilRequest is null");
+        return false;
+    }
+    return Release(
+        Withdraw([request](QuilRequestImpl* candidate) { return candidate == request; }));
+}
+
+bool QuilServiceImpl::CancelCallAndRelease(int id) {
+    if (id == -1) {
+        QUIL_LOG_AS("CancelCall", QUIL_LOG_ERROR, "cancel QuilRequest request id can't be -1");
+        return false;
+    }
+    return Release(Withdraw([id](QuilRequestImpl* candidate) { return candidate->GetId() == id; }));
 }
 
 void QuilServiceImpl::RetryRequest(QuilRequest* request) {
@@ -397,11 +562,13 @@ void QuilServiceImpl::RetryRequest(QuilRequest* request) {
     if (impl == nullptr) {
         return;
     }
+    // The limit is tested before the increment: 1 + 3 passes at most on this road.
     if (impl->retryTime < 3 && !impl->finished) {
         impl->retryTime += 1;
         if (impl->isAsync == 1) {
             QUIL_LOG(QUIL_LOG_INFO, "retry async QuilRequest id = %d, api = %s, version = %s",
                      impl->GetId(), impl->api.c_str(), impl->version.c_str());
+            // A new pass from the beginning: the metrics open anew, the id is kept.
             SendAsyncRequest(impl);
         } else {
             // A synchronous call cannot be re-entered from outside; the count stays raised.
@@ -416,6 +583,7 @@ void QuilServiceImpl::RetryRequest(QuilRequest* request) {
              "retry QuilRequest arrive max retryTime or finished id = %d, api = %s, version = %s",
              impl->GetId(), impl->api.c_str(), impl->version.c_str());
     if (impl->isAsync == 1) {
+        // Delivered on this thread, the login callback's.
         CloseMetrics(impl, response);
         Deliver(impl, response);
         return;

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,11 +44,25 @@ public:
     // a client that answered null (request is then still the caller's). After filters call it
     // again for a retry on the synchronous road.
     QuilResponse* SyncCall(QuilRequestImpl* request);
-    // Checks and queues an asynchronous pass. resumeFilter must be null or a string literal.
-    // 0 when queued; -6 for a null request, -2 when the dependency check fails.
+    // Checks and queues an asynchronous pass on the service's pool, under the id in decimal.
+    // resumeFilter must be null or a string literal (it outlives the task). 0 when queued: the
+    // task then owns request. -6 for a null request, -2 when the dependency check fails; the
+    // request is then still the caller's.
     int AsyncCall(QuilRequestImpl* request, const char* resumeFilter);
-    // The body of a queued asynchronous pass, on the service's pool thread.
+    // The body of a queued asynchronous pass, on the service's pool thread: before filters
+    // from resumeFilter, sign, compose, entry into inFlight, send. A failure before the send is
+    // delivered from here.
     void ExecuteAsyncCall(QuilRequestImpl* request, const char* resumeFilter);
+    // The completion of an asynchronous send, stored in each HttpRequest's callback with the
+    // service as context; runs on a network pool worker and owns httpResponse. Finds the call
+    // in inFlight, assembles the response, runs the after chain, closes the metrics and
+    // delivers. The answer of a withdrawn call finds no entry and completes nothing.
+    static void CompleteAsyncCall(HttpResponse* httpResponse, void* context);
+
+    // CancelCall, and then the withdrawn request is deleted and its measurements dropped
+    // unreported, instead of being left to nobody. True when a call was withdrawn. Any thread.
+    bool CancelCallAndRelease(QuilRequest* request);
+    bool CancelCallAndRelease(int id);
 
     // Composition and assembly, with this service's signing bridge. See HttpRequestComposer and
     // QuilResponseAssembler for ownership.
@@ -93,18 +108,30 @@ public:
     ThreadPool* threadPool = nullptr;
     // Requests whose asynchronous HTTP send is running, by their HttpRequest.
     std::map<HttpRequest*, QuilRequestImpl*> inFlight;
-    // Guards inFlight and the issue of ids. Recursive: CancelCall holds it across its call
-    // into NetworkManager. The outermost lock of the system.
+    // Guards inFlight, abandonedSends and the issue of ids. Recursive: CancelCall holds it
+    // across its call into NetworkManager. The outermost lock of the system.
     std::recursive_mutex mutex;
     std::atomic<int32_t> nextId{0};           // the last id issued
     std::atomic<int64_t> timeOffset{0};       // seconds, server minus local
     std::atomic<bool> timeCalibrated{false};  // timeOffset is valid
+
+    // The HttpRequests of withdrawn calls whose sends may still reach the client, so that
+    // their late answers can be freed. One whose queued send was removed never comes back and
+    // stays here (see docs/decisions.md). Guarded by mutex.
+    std::set<HttpRequest*> abandonedSends;
 
 private:
     friend class QuilService;
     QuilServiceImpl();
     ~QuilServiceImpl();
 
+    // Both CancelCall forms: under mutex, withdraws the first inFlight entry whose request
+    // matches, and returns that request (now nobody's), or null when none matched.
+    template <typename Match>
+    QuilRequestImpl* Withdraw(Match matches);
+
+    // Ends an asynchronous call before its send: closes the metrics and delivers response.
+    void FinishAsync(QuilRequestImpl* request, QuilResponse* response);
     // The response-side half of RetryRequest and the async road: runs the request's callback.
     static void Deliver(QuilRequestImpl* request, QuilResponse* response);
 };

@@ -109,6 +109,16 @@ void UTDataSet::CusumeMetricsEntity(const QuilRequest* request, int seqId) {
     QUIL_LOG(QUIL_LOG_INFO, "cusume metrics entity, seqId = %d", seqId);
 }
 
+bool UTDataSet::DropMetricsEntity(const QuilRequest* request) {
+    std::unique_ptr<MetricsEntity> entity;
+    std::lock_guard<std::mutex> lock(entitiesMutex_);
+    auto found = entities_.find(request);
+    if (found == entities_.end()) return false;
+    entity = std::move(found->second);
+    entities_.erase(found);
+    return true;
+}
+
 UTDataSet::DimensionValues UTDataSet::BuildDimensionValues(const MetricsEntity& entity) {
     return DimensionValues{
         {"api", entity.api},

@@ -53,6 +53,11 @@ public:
     // is none. Any pointer to the entity is dangling afterwards.
     void CusumeMetricsEntity(const QuilRequest* request, int seqId);
 
+    // Removes the entity of request without a report, for a call that ends unreported (one
+    // that never started, or a withdrawn call whose request is freed), so that no entity stays
+    // keyed by a freed address. True when there was one.
+    bool DropMetricsEntity(const QuilRequest* request);
+
     // The same three, reading the id from the request itself (-1 for a null request). Request is
     // QuilRequest or a class derived from it.
     template <typename Request>
