@@ -1,0 +1,74 @@
+// An IHttpClient for end-to-end tests that hands every exchange to a real transport (the curl
+// adapter) and keeps a copy of what the library composed and what the transport answered, so a
+// test can compare the library's side with what the gateway emulator received. It can also hold
+// exchanges before they start, and tell when the library's completion of an asynchronous exchange
+// has returned. Thread-safe: the library calls it from its network workers and from every
+// synchronous caller at once. The test owns it; it must outlive every call.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "IHttpClient.h"
+
+namespace quil {
+namespace test {
+
+// One exchange as the library handed it over and as the transport answered it.
+struct RecordedExchange {
+    int requestId = -1;
+    int method = -1;
+    std::string url;
+    std::vector<std::string> headerLines;
+    std::string body;
+    std::string proxy;
+    bool answered = false;  // false when the transport returned no response
+    int statusCode = 0;
+    std::string responseHeader;
+    std::string responseBody;
+    std::string errorMessage;
+};
+
+class RecordingHttpClient : public IHttpClient {
+public:
+    // transport is not owned and must outlive this client.
+    explicit RecordingHttpClient(IHttpClient* transport) : transport_(transport) {}
+
+    HttpResponse* SendHttpRequest(HttpRequest* request) override;
+
+    std::vector<RecordedExchange> Exchanges() const;
+    std::size_t Count() const;
+    // Waits until count exchanges have ended, or limit passes.
+    bool WaitForExchanges(std::size_t count, std::chrono::milliseconds limit) const;
+
+    // While on, each exchange waits before it starts (at most 30 s) until the hold ends.
+    void HoldExchanges(bool on);
+    // Waits until count exchanges have been held, or limit passes.
+    bool WaitForHeld(std::size_t count, std::chrono::milliseconds limit) const;
+    // The request ids of the exchanges held so far, in order.
+    std::vector<int> HeldRequestIds() const;
+
+    // Waits until the library's completions of count asynchronous exchanges have returned.
+    bool WaitForCompletions(std::size_t count, std::chrono::milliseconds limit) const;
+
+private:
+    // Stands between the network manager and the library's completion of one exchange.
+    struct CompletionProbe;
+    static void ProbeCompletion(HttpResponse* response, void* context);
+
+    IHttpClient* const transport_;
+    // Guards every field below; never held while the transport or the library works.
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;
+    std::vector<RecordedExchange> exchanges_;
+    bool holding_ = false;
+    std::vector<int> heldIds_;
+    std::size_t completions_ = 0;
+};
+
+}  // namespace test
+}  // namespace quil
