@@ -1,5 +1,6 @@
-// The parts of the platform layer that are the same everywhere: text conversion and the
-// path folding rules of the platform's path append.
+// The parts of the platform layer that are the same everywhere (the time mark), and, where the
+// system has no such facilities of its own, the portable forms of the path append and of the
+// UTF-8 conversion. On Windows those come from the system (PlatformWindows.cpp).
 #include <vector>
 
 #include "Platform.h"
@@ -7,34 +8,23 @@
 namespace quil {
 namespace platform {
 
+double TimeMarkMilliseconds() { return static_cast<double>(MonotonicNanoseconds() / 1000000); }
+
+#if !defined(_WIN32)
+
 namespace {
 
 bool IsSeparator(wchar_t c) { return c == L'/' || c == L'\\'; }
 
-#if defined(_WIN32)
-constexpr wchar_t kSeparator = L'\\';
-bool IsAbsolute(const std::wstring& path) {
-    return (path.size() >= 2 && path[1] == L':') || (!path.empty() && IsSeparator(path[0]));
-}
-#else
 constexpr wchar_t kSeparator = L'/';
 bool IsAbsolute(const std::wstring& path) { return !path.empty() && IsSeparator(path[0]); }
-#endif
 
 // Splits on both separators, folds "." and "..", and joins again with the platform separator.
 std::wstring Fold(const std::wstring& path) {
-    std::wstring root;
-    std::size_t start = 0;
-#if defined(_WIN32)
-    if (path.size() >= 2 && path[1] == L':') {
-        root = path.substr(0, 2);
-        start = 2;
-    }
-#endif
-    bool absolute = start < path.size() && IsSeparator(path[start]);
+    bool absolute = !path.empty() && IsSeparator(path[0]);
     std::vector<std::wstring> parts;
     std::wstring part;
-    for (std::size_t i = start; i <= path.size(); ++i) {
+    for (std::size_t i = 0; i <= path.size(); ++i) {
         if (i == path.size() || IsSeparator(path[i])) {
             if (part == L"..") {
                 if (!parts.empty() && parts.back() != L"..") {
@@ -50,7 +40,7 @@ std::wstring Fold(const std::wstring& path) {
             part.push_back(path[i]);
         }
     }
-    std::wstring result = root;
+    std::wstring result;
     if (absolute) result.push_back(kSeparator);
     for (std::size_t i = 0; i < parts.size(); ++i) {
         if (i > 0) result.push_back(kSeparator);
@@ -160,7 +150,7 @@ std::string WideToUtf8(const std::wstring& text) {
     return out;
 }
 
-double TimeMarkMilliseconds() { return static_cast<double>(MonotonicNanoseconds() / 1000000); }
+#endif  // !_WIN32
 
 }  // namespace platform
 }  // namespace quil

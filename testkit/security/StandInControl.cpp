@@ -1,31 +1,62 @@
 #include "StandInControl.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 
 namespace quil {
 
 namespace {
 
+#if defined(_WIN32)
+const char kSeparator[] = "\\";
+
+// The same call as the SDK's loader, so that its later open finds this very copy.
+void* OpenModule(const std::string& path) {
+    int size = MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, nullptr, 0);
+    if (size <= 0) return nullptr;
+    std::wstring wide(static_cast<std::size_t>(size), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, &wide[0], size);
+    return reinterpret_cast<void*>(LoadLibraryW(wide.c_str()));
+}
+
+void* FindEntry(void* handle, const char* name) {
+    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle), name));
+}
+#else
+const char kSeparator[] = "/";
+
+// The same flags as the SDK's loader, so that its later open finds this very copy.
+void* OpenModule(const std::string& path) { return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL); }
+
+void* FindEntry(void* handle, const char* name) { return dlsym(handle, name); }
+#endif
+
 template <typename Function>
 bool Find(void* handle, const char* name, Function* function) {
-    *function = reinterpret_cast<Function>(dlsym(handle, name));
+    *function = reinterpret_cast<Function>(FindEntry(handle, name));
     return *function != nullptr;
 }
 
 }  // namespace
 
 StandInControl::StandInControl(const std::string& directory) {
-    loaded_ = Open(directory + "/OruSafePath.dll", &path_) &&
-              Open(directory + "/OruSafeProxy.dll", &proxy_);
+    loaded_ = Open(directory + kSeparator + "OruSafePath.dll", &path_) &&
+              Open(directory + kSeparator + "OruSafeProxy.dll", &proxy_);
 }
 
 std::string StandInControl::DefaultDirectory() { return QUIL_STANDIN_DIR; }
 
-std::string StandInControl::DefaultPathFile() { return DefaultDirectory() + "/OruSafePath.dll"; }
+std::string StandInControl::DefaultPathFile() {
+    return DefaultDirectory() + kSeparator + "OruSafePath.dll";
+}
+
+std::string StandInControl::Separator() { return kSeparator; }
 
 bool StandInControl::Open(const std::string& path, Module* module) {
-    // The same flags as the SDK's loader, so that its later open finds this very copy.
-    module->handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    module->handle = OpenModule(path);
     if (module->handle == nullptr) return false;
     void* h = module->handle;
     return Find(h, QUIL_STANDIN_RESET, &module->reset) &&

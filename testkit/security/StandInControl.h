@@ -60,6 +60,8 @@ public:
     static std::string DefaultDirectory();
     // The full path of "OruSafePath.dll" in the default folder.
     static std::string DefaultPathFile();
+    // The platform's path separator: "\\" on Windows, "/" elsewhere.
+    static std::string Separator();
 
     // True when both modules and all their entries were found.
     bool Loaded() const { return loaded_; }

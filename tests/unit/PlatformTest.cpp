@@ -2,21 +2,27 @@
 
 #include <gtest/gtest.h>
 
+#include "NativePaths.h"
+
 using namespace quil::platform;
+using quil::test::kNativeRoot;
+using quil::test::NativeJoin;
+using quil::test::NativePath;
 
 namespace {
 std::wstring Wide(const std::string& ascii) { return std::wstring(ascii.begin(), ascii.end()); }
 }  // namespace
 
 TEST(Platform, OpeningAMissingLibraryFailsCleanly) {
-    EXPECT_EQ(OpenLibrary(L"/nonexistent/folder/Missing.dll"), nullptr);
+    EXPECT_EQ(OpenLibrary(NativePath({L"nonexistent", L"folder", L"Missing.dll"})), nullptr);
     EXPECT_EQ(OpenLibrary(L""), nullptr);
     EXPECT_EQ(FindLibraryEntry(nullptr, "QueryInterface"), nullptr);
     CloseLibrary(nullptr);
 }
 
 TEST(Platform, OpensATestLibraryAndFindsItsEntry) {
-    LibraryHandle library = OpenLibrary(Wide(QUIL_TEST_FIXTURE_DIR "/QuilLoadable.dll"));
+    LibraryHandle library =
+        OpenLibrary(NativeJoin(Wide(QUIL_TEST_FIXTURE_DIR), L"QuilLoadable.dll"));
     ASSERT_NE(library, nullptr);
     auto answer = reinterpret_cast<int (*)()>(FindLibraryEntry(library, "QuilLoadableAnswer"));
     ASSERT_NE(answer, nullptr);
@@ -26,30 +32,35 @@ TEST(Platform, OpensATestLibraryAndFindsItsEntry) {
 }
 
 TEST(Platform, ExecutableDirectoryIsTheTestBinaryFolder) {
-    EXPECT_EQ(ExecutableDirectory(), Wide(QUIL_TEST_BINARY_DIR "/bin"));
+    EXPECT_EQ(ExecutableDirectory(), NativeJoin(Wide(QUIL_TEST_BINARY_DIR), L"bin"));
 }
 
 TEST(Platform, AppendPathReadsBackslashAsSeparatorAndFoldsParent) {
     std::wstring result;
-    ASSERT_TRUE(AppendPath(L"/opt/host/bin", L"..\\SafeGuard\\OruSafePath.dll", &result));
-    EXPECT_EQ(result, L"/opt/host/SafeGuard/OruSafePath.dll");
+    ASSERT_TRUE(AppendPath(NativePath({L"opt", L"host", L"bin"}), L"..\\SafeGuard\\OruSafePath.dll",
+                           &result));
+    EXPECT_EQ(result, NativePath({L"opt", L"host", L"SafeGuard", L"OruSafePath.dll"}));
 }
 
 TEST(Platform, AppendPathWithAnAbsolutePathReplacesTheBase) {
     std::wstring result;
-    ASSERT_TRUE(AppendPath(L"/opt/host/bin", L"/srv/safe/OruSafePath.dll", &result));
-    EXPECT_EQ(result, L"/srv/safe/OruSafePath.dll");
+    const std::wstring absolute = NativePath({L"srv", L"safe", L"OruSafePath.dll"});
+    ASSERT_TRUE(AppendPath(NativePath({L"opt", L"host", L"bin"}), absolute, &result));
+    EXPECT_EQ(result, absolute);
 }
 
 TEST(Platform, AppendPathFailsWhenTheResultDoesNotFitTheBuffer) {
     std::wstring result = L"untouched";
-    std::wstring base = L"/" + std::wstring(250, L'a');
+    std::wstring base = NativePath({std::wstring(250, L'a')});
     EXPECT_FALSE(AppendPath(base, L"OruSafePath.dll", &result));
     EXPECT_EQ(result, L"untouched");
-    // 259 characters plus the terminator fit exactly.
-    std::wstring fits = L"/" + std::wstring(256, L'b');
+    // 259 characters plus the terminator fit exactly: the root, the folder, a separator, "c".
+    const std::size_t root = std::wstring(kNativeRoot).size();
+    std::wstring fits = NativePath({std::wstring(259 - root - 2, L'b')});
     ASSERT_TRUE(AppendPath(fits, L"c", &result));
     EXPECT_EQ(result.size(), 259u);
+    // One more character does not.
+    EXPECT_FALSE(AppendPath(fits, L"cd", &result));
 }
 
 TEST(Platform, Utf8ToWideConvertsAsciiAndMultiByte) {

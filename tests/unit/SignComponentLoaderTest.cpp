@@ -28,8 +28,12 @@ std::wstring Wide(const std::string& text) { return std::wstring(text.begin(), t
 
 std::string Directory() { return quil::StandInControl::DefaultDirectory(); }
 
+// The platform's separator: the path append joins with it.
+const std::string kSeparator = quil::StandInControl::Separator();
+
 std::string FullPathLine() {
-    return "The full path to OruSafeProxy.dll is:\n[" + Directory() + "/OruSafeProxy.dll]\n";
+    return "The full path to OruSafeProxy.dll is:\n[" + Directory() + kSeparator +
+           "OruSafeProxy.dll]\n";
 }
 
 std::string InstallPathLine(const std::string& directory) {
@@ -284,13 +288,13 @@ TEST_F(SignComponentLoader, ADirectoryFillingTheWholeBufferIsReadNoFurther) {
 }
 
 TEST_F(SignComponentLoader, ADirectoryWithoutTheProxyFileFailsOnTheErrorCode) {
-    control.SetText("path.directory", "/nonexistent/safeguard");
+    const std::string directory = kSeparator + "nonexistent" + kSeparator + "safeguard";
+    control.SetText("path.directory", directory.c_str());
     JsonUrlSign jsonUrlSign;
     CaptureStdout();
     EXPECT_FALSE(jsonUrlSign.Load());
-    EXPECT_EQ(GetCapturedStdout(),
-              "The full path to OruSafeProxy.dll is:\n[/nonexistent/safeguard/OruSafeProxy.dll]\n"
-              "Get IErrorCode error\n");
+    EXPECT_EQ(GetCapturedStdout(), "The full path to OruSafeProxy.dll is:\n[" + directory +
+                                       kSeparator + "OruSafeProxy.dll]\nGet IErrorCode error\n");
 }
 
 TEST_F(SignComponentLoader, StopStopsEachBoundProxyAndTrafficOnlyWhenEnabled) {
