@@ -64,10 +64,14 @@ void Compress(uint32_t state[8], const unsigned char block[64]) {
 std::string Sha256(const std::string& data) {
     uint32_t state[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
                          0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
-    std::string padded = data;
     const uint64_t bitLength = static_cast<uint64_t>(data.size()) * 8;
+    // One allocation: the data, the 0x80 marker, the zeros up to 56 modulo 64, the length.
+    const std::size_t zeros = (64 + 55 - data.size() % 64) % 64;
+    std::string padded;
+    padded.reserve(data.size() + 1 + zeros + 8);
+    padded.append(data);
     padded.push_back(static_cast<char>(0x80));
-    while (padded.size() % 64 != 56) padded.push_back('\0');
+    padded.append(zeros, '\0');
     for (int shift = 56; shift >= 0; shift -= 8) {
         padded.push_back(static_cast<char>((bitLength >> shift) & 0xff));
     }
