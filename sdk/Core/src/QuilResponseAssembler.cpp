@@ -18,6 +18,7 @@ QuilResponse* QuilResponseAssembler::GetQuilResponse(HttpResponse* http, QuilReq
     auto response = std::make_unique<QuilResponseImpl>();
     response->statusCode = http->statusCode;
     response->body.assign(http->body.data(), http->body.size());
+    bool parserThrew = false;
     try {
         Json::Reader reader;
         // The result is ignored: a body that is not JSON stays as far as the parser got.
@@ -26,13 +27,15 @@ QuilResponse* QuilResponseAssembler::GetQuilResponse(HttpResponse* http, QuilReq
     } catch (const std::exception&) {
         // Only the parser's nesting limit throws here; what it read so far stays, like any
         // other body the parser gave up on.
+        parserThrew = true;
     }
     response->request.reset(request);
     response->headers = ResponseHeaderParser::Parse(http->header);
 
     const std::string status = std::to_string(http->statusCode);
     if (!response->body.empty()) {
-        response->retInfo = ResponseBodyParser::Parse(response->body);
+        // The verdict is read from the tree parsed above, the very parse Parse would repeat.
+        response->retInfo = ResponseBodyParser::FromParsed(response->bodyJson, parserThrew);
     } else {
         // No body means the exchange itself failed, whatever the status says.
         auto info = std::make_unique<RetInfo>();

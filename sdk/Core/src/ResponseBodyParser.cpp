@@ -26,14 +26,19 @@ std::unique_ptr<RetInfo> ResponseBodyParser::Parse(const std::string& body) {
     // text of an array) and where the parser's nesting limit is hit; each of these is a body
     // without a usable "ret", never an exception out of the call.
     Json::Value root;
+    bool threw = false;
     try {
         Json::Reader reader;
         // The result is ignored: a body that is not JSON leaves root as far as the parser got.
         reader.parse(body.data(), body.data() + body.size(), root);
     } catch (const std::exception&) {
-        return NoUsableRet();
+        threw = true;
     }
-    if (!root.isObject()) return NoUsableRet();
+    return FromParsed(root, threw);
+}
+
+std::unique_ptr<RetInfo> ResponseBodyParser::FromParsed(const Json::Value& root, bool parserThrew) {
+    if (parserThrew || !root.isObject()) return NoUsableRet();
     const Json::Value* ret = root.find("ret", "ret" + 3);
     if (ret == nullptr) return NoUsableRet();
     if (!(ret->isArray() || ret->isObject()) || ret->size() == 0) return NoUsableRet();

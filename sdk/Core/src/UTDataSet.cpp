@@ -98,10 +98,11 @@ void UTDataSet::CusumeMetricsEntity(const QuilRequest* request, int seqId) {
         entities_.erase(found);
     }
     // Built and sent outside the lock: the sink may be slow, and other requests must not wait.
-    DimensionValues dimensionValues = BuildDimensionValues(*entity);
-    MeasureValues measureValues = BuildMeasureValues(*entity);
+    // Without a sink nobody reads the values, so they are not built.
     IQuilStatistics* sink = StatisticsSlot::GetStatistics();
     if (sink != nullptr) {
+        DimensionValues dimensionValues = BuildDimensionValues(*entity);
+        MeasureValues measureValues = BuildMeasureValues(*entity);
         QuilDimensionValueSetRef dimensions(&dimensionValues);
         QuilMeasureValueSetRef measures(&measureValues);
         sink->CommitPoint(StatisticsSlot::kModule, kPerformancePoint, dimensions, measures);

@@ -4,12 +4,14 @@
 
 #include <cstddef>
 #include <functional>
+#include <utility>
 
 #include "QuilLogger.h"
 
 namespace {
 
-using MemberVisitor = std::function<void(const std::string&, const Json::Value&)>;
+// Receives each member's name and its text (see AsText).
+using MemberVisitor = std::function<void(std::string, std::string)>;
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
@@ -63,6 +65,26 @@ bool ParsePiece(const std::string& piece, Json::Value* value) {
     return reader.parse(piece, *value, false);
 }
 
+// The text of the string literal over [at, end) when it holds no escape: the parser would give
+// exactly the bytes between the quotes, so the parse is skipped. False when it has an escape.
+bool PlainString(const std::string& text, std::size_t at, std::size_t end, std::string* out) {
+    if (end - at < 2 || text[at] != '"') return false;
+    const std::size_t begin = at + 1;
+    const std::size_t length = end - 1 - begin;
+    if (text.find('\\', begin) < end - 1) return false;
+    out->assign(text, begin, length);
+    return true;
+}
+
+std::string AsText(const Json::Value& value) {
+    if (value.isObject() || value.isArray()) {
+        Json::FastWriter writer;
+        writer.omitEndingLineFeed();
+        return writer.write(value);
+    }
+    return value.asString();
+}
+
 // Walks the members of the top-level object in the order of the text, which the parsed value
 // cannot give: it keeps only the last of two equal names. False when the text holds anything
 // this walk does not expect (such as a comment); the caller then uses the parsed value.
@@ -74,20 +96,27 @@ bool ForEachMemberInTextOrder(const std::string& text, const MemberVisitor& visi
     while (at < text.size()) {
         if (text[at] != '"') return false;
         const std::size_t nameEnd = StringEnd(text, at);
-        Json::Value name;
-        if (nameEnd == std::string::npos || !ParsePiece(text.substr(at, nameEnd - at), &name) ||
-            !name.isString()) {
-            return false;
+        if (nameEnd == std::string::npos) return false;
+        std::string name;
+        if (!PlainString(text, at, nameEnd, &name)) {
+            Json::Value parsedName;
+            if (!ParsePiece(text.substr(at, nameEnd - at), &parsedName) || !parsedName.isString()) {
+                return false;
+            }
+            name = parsedName.asString();
         }
         at = SkipBlanks(text, nameEnd);
         if (at >= text.size() || text[at] != ':') return false;
         at = SkipBlanks(text, at + 1);
         const std::size_t valueEnd = ValueEnd(text, at);
-        Json::Value value;
-        if (valueEnd == std::string::npos || !ParsePiece(text.substr(at, valueEnd - at), &value)) {
-            return false;
+        if (valueEnd == std::string::npos) return false;
+        std::string valueText;
+        if (!PlainString(text, at, valueEnd, &valueText)) {
+            Json::Value value;
+            if (!ParsePiece(text.substr(at, valueEnd - at), &value)) return false;
+            valueText = AsText(value);
         }
-        visit(name.asString(), value);
+        visit(std::move(name), std::move(valueText));
         at = SkipBlanks(text, valueEnd);
         if (at >= text.size()) return false;
         if (text[at] == '}') return true;
@@ -95,15 +124,6 @@ bool ForEachMemberInTextOrder(const std::string& text, const MemberVisitor& visi
         at = SkipBlanks(text, at + 1);
     }
     return false;
-}
-
-std::string AsText(const Json::Value& value) {
-    if (value.isObject() || value.isArray()) {
-        Json::FastWriter writer;
-        writer.omitEndingLineFeed();
-        return writer.write(value);
-    }
-    return value.asString();
 }
 
 }  // namespace
@@ -117,11 +137,11 @@ std::map<std::string, std::string> __SwitchStrToMap(std::string json) {
         QUIL_LOG(QUIL_LOG_INFO, "__SwitchToMap json parse failed, data: %s", json.c_str());
         return result;
     }
-    const MemberVisitor keepFirst = [&result](const std::string& name, const Json::Value& value) {
-        result.emplace(name, AsText(value));
+    const MemberVisitor keepFirst = [&result](std::string name, std::string text) {
+        result.emplace(std::move(name), std::move(text));
     };
     if (ForEachMemberInTextOrder(json, keepFirst)) return result;
     result.clear();
-    for (const std::string& name : root.getMemberNames()) keepFirst(name, root[name]);
+    for (const std::string& name : root.getMemberNames()) keepFirst(name, AsText(root[name]));
     return result;
 }
