@@ -26,6 +26,16 @@ TEST(SwitchStrToMap, ANameThatStandsTwiceKeepsItsFirstValue) {
               (Map{{"a", "first"}, {"b", "x"}}));
 }
 
+TEST(SwitchStrToMap, PlainMembersWithBlanksAroundAndRawBytesAreReadAsTheyStand) {
+    EXPECT_EQ(__SwitchStrToMap(" \r\n{\n\t\"x-sign\" :\t\"caf\xc3\xa9 /\" ,\"\":\"\"\n}\n "),
+              (Map{{"", ""}, {"x-sign", "caf\xc3\xa9 /"}}));
+}
+
+TEST(SwitchStrToMap, PlainAndEscapedMembersMixAndTheFirstOfTwoNamesStays) {
+    EXPECT_EQ(__SwitchStrToMap("{\"a\":\"1\",\"b\":\"x\\ty\",\"a\":\"2\"}"),
+              (Map{{"a", "1"}, {"b", "x\ty"}}));
+}
+
 TEST(SwitchStrToMap, EscapedNamesAndValuesAreDecoded) {
     EXPECT_EQ(__SwitchStrToMap("{\"a\\\"b\":\"c\\\\d}\",\"e\":\"\\u00e9\"}"),
               (Map{{"a\"b", "c\\d}"}, {"e", "\xC3\xA9"}}));

@@ -4,12 +4,14 @@
 
 #include <cstdio>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "DelayedTaskQueue.h"
 #include "Platform.h"
 #include "QuilConfig.h"
 #include "QuilLogger.h"
+#include "SignAnswerText.h"
 #include "StatisticsSlot.h"
 #include "SwitchStrToMap.h"
 #include "ThreadPool.h"
@@ -61,12 +63,20 @@ int MemberInt(const Json::Value& object, const char* name) {
     return member.isInt() ? member.asInt() : 0;
 }
 
-// The answer a signing task posts to its caller.
+// The answer a signing task posts to its caller: {"errorCode":..,"sign":..} and a line feed.
 std::string SignAnswer(const std::pair<std::string, std::string>& codeAndText) {
-    Json::Value answer(Json::objectValue);
-    answer["errorCode"] = codeAndText.first;
-    answer["sign"] = codeAndText.second;
-    return CompactJson(answer);
+    return SignAnswerText::Write(codeAndText.first, codeAndText.second);
+}
+
+// Reads a posted answer's two members: the common form directly, any other through the
+// parser. False when the text is no JSON object (nothing posted, or unreadable).
+bool ReadAnswer(const std::string& text, std::string* code, std::string* sign) {
+    if (SignAnswerText::Read(text, code, sign)) return true;
+    Json::Value answer;
+    if (text.empty() || !ParseObject(text, &answer)) return false;
+    *code = MemberText(answer, "errorCode");
+    *sign = MemberText(answer, "sign");
+    return true;
 }
 
 // The wide road's signature: the low byte of each wide character up to the first nul, and no
@@ -151,10 +161,9 @@ SignResult* QuilSignImpl::Sign6_3(int seqId, std::string& data, std::string& api
 
     SignResult* result = new SignResult();
     const std::string text = WaitSlotRegistry::ReadWaitSlot(slot);
-    Json::Value answer;
-    if (!text.empty() && ParseObject(text, &answer)) {
-        result->errorCode = MemberText(answer, "errorCode");
-        result->signMap = __SwitchStrToMap(MemberText(answer, "sign"));
+    std::string signText;
+    if (ReadAnswer(text, &result->errorCode, &signText)) {
+        result->signMap = __SwitchStrToMap(std::move(signText));
     } else {
         QUIL_LOG(QUIL_LOG_WARN, "urlSign time limit exceeded, version 6.3");
         result->errorCode = "-1";
@@ -179,11 +188,7 @@ SignResult* QuilSignImpl::Sign6_2(int seqId, std::string& data, int method) {
 
     SignResult* result = new SignResult();
     const std::string text = WaitSlotRegistry::ReadWaitSlot(slot);
-    Json::Value answer;
-    if (!text.empty() && ParseObject(text, &answer)) {
-        result->errorCode = MemberText(answer, "errorCode");
-        result->sign = MemberText(answer, "sign");
-    } else {
+    if (!ReadAnswer(text, &result->errorCode, &result->sign)) {
         // The wide road is the last resort: its time-outs never close it.
         QUIL_LOG(QUIL_LOG_WARN, "urlSign time limit exceeded, version 6.2");
         result->errorCode = "-1";
@@ -196,14 +201,18 @@ SignResult* QuilSignImpl::Sign6_2(int seqId, std::string& data, int method) {
 std::pair<std::string, std::string> QuilSignImpl::SignJson(const std::string& data,
                                                            const std::string& api) {
     QuilConfig* config = QuilConfig::GetInstance();
-    Json::Value request(Json::objectValue);
-    request["api"] = api;
-    request["appkey"] = config->appKey;
-    request["authCode"] = config->authCode;
-    request["data"] = data;
-    request["env"] = SignEnvironment(config->environment);
-    std::string line = CompactJson(request);
-    if (!line.empty() && line.back() == '\n') line.pop_back();
+    // The compact JSON object of these members in name order, without a line feed.
+    std::string line = "{\"api\":";
+    line.append(SignAnswerText::Quote(api))
+        .append(",\"appkey\":")
+        .append(SignAnswerText::Quote(config->appKey))
+        .append(",\"authCode\":")
+        .append(SignAnswerText::Quote(config->authCode))
+        .append(",\"data\":")
+        .append(SignAnswerText::Quote(data))
+        .append(",\"env\":")
+        .append(std::to_string(SignEnvironment(config->environment)))
+        .push_back('}');
 
     uint32_t code = 0;
     std::string signature;
