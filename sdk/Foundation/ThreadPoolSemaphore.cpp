@@ -3,12 +3,18 @@
 #include <chrono>
 
 void ThreadPoolSemaphore::Post() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    ++count_;
-    if (count_ <= 0) {
-        ++wakeups_;
-        condition_.notify_one();
+    bool wake = false;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        ++count_;
+        if (count_ <= 0) {
+            ++wakeups_;
+            wake = true;
+        }
     }
+    // Woken with the mutex free, so the waiter does not wake only to block on it. The pool
+    // posts under its own mutex, which keeps the pool, and this semaphore, alive meanwhile.
+    if (wake) condition_.notify_one();
 }
 
 bool ThreadPoolSemaphore::Wait(uint32_t timeoutSeconds) {

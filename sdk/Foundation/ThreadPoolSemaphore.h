@@ -12,7 +12,8 @@ public:
     ThreadPoolSemaphore(const ThreadPoolSemaphore&) = delete;
     ThreadPoolSemaphore& operator=(const ThreadPoolSemaphore&) = delete;
 
-    // Adds one token and wakes one waiter when someone is waiting.
+    // Adds one token and wakes one waiter when someone is waiting. The caller must keep the
+    // semaphore alive until Post returns (the pool posts under its own mutex).
     void Post();
 
     // Takes one token, waiting for it when none is there. timeoutSeconds 0 waits for ever.

@@ -73,6 +73,11 @@ private:
 class AsyncCall : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(host.Start()); }
+    // A callback comes before its completion has returned; the host (and the client the
+    // completion reports to) must outlive every completion of an exchange that was made.
+    void TearDown() override {
+        EXPECT_TRUE(host.Client().WaitForCompletions(host.Client().Count(), kLimit));
+    }
 
     QuilRequest* NewCall(CallbackCollector::Tag* tag) {
         QuilRequest* request = QuilRequest::Create("e2e.echo", "1.0");

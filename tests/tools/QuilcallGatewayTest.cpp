@@ -146,6 +146,15 @@ TEST_F(QuilcallGateway, DataFileIsSentInTheRequestsOwnLayout) {
     EXPECT_EQ(OnlyRequest().body, "data=%7B+++%22k%22+%3A+%22v%22%2C+++%22n%22+%3A+2%7D");
 }
 
+TEST_F(QuilcallGateway, AsynchronousCallAnswersThroughTheCallback) {
+    const ChildResult result = Call({"--async", "--json", "my.api", "1.0"});
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    const Json::Value value = ParseJson(result.out);
+    EXPECT_TRUE(value["success"].asBool());
+    EXPECT_EQ(value["retCode"].asString(), "SUCCESS");
+    EXPECT_EQ(OnlyRequest().answerCode, "SUCCESS");
+}
+
 TEST_F(QuilcallGateway, CallWithASession) {
     const ChildResult result =
         Call({"--need-login", "--sid", "sid-1", "--uid", "uid-1", "my.private", "1.0"});

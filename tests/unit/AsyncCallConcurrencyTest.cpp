@@ -11,9 +11,13 @@
 #include <thread>
 #include <vector>
 
+#include "FilterManager.h"
 #include "NetworkPoolBarrier.h"
+#include "PipelineReentry.h"
 #include "QuilCancelRelease.h"
+#include "QuilRequestImpl.h"
 #include "QuilServiceImpl.h"
+#include "ScriptedFilters.h"
 #include "ServiceTestHost.h"
 #include "TestSync.h"
 #include "UTDataSet.h"
@@ -158,4 +162,107 @@ TEST(AsyncCallConcurrency, CancelsRacingCompletionsLeaveEachCallExactlyOneEnd) {
     ServiceTestHost::Client().SetDelay(std::chrono::milliseconds(0));
     QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
     std::printf("withdrawn: %d of %d\n", cancelledCount, kTotal);
+}
+
+TEST(AsyncCallConcurrency, PassesHandedOnByFiltersStillEndExactlyOnce) {
+    QuilServiceImpl* service = ServiceTestHost::Install();
+    QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
+    ServiceTestHost::Client().SetDefault(
+        ServiceTestHost::GatewayAnswer("SUCCESS::ok", "x-retcode: SUCCESS\r\n"));
+    NetworkPoolBarrier barrier(&ServiceTestHost::Client());
+    QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
+    constexpr int kCalls = 1200;
+
+    // Every fourth call is parked by the before chain on its first pass, as for a login, and
+    // the stand-in pool runs it again from another thread at once; every third call is sent
+    // round again by an after filter on its first answer.
+    std::mutex parkedMutex;  // guards parked and parkingDone
+    std::condition_variable parkedChanged;
+    std::deque<QuilRequest*> parked;
+    bool parkingDone = false;
+    std::vector<std::atomic<int>> reentered(kCalls + 1);
+
+    FilterManager::BeforeChain before;
+    before.emplace_back(new quil::test::ScriptedBeforeFilter("b_ut", nullptr));
+    before.emplace_back(new quil::test::ScriptedBeforeFilter("b_setup_request", nullptr));
+    before.emplace_back(new quil::test::ScriptedBeforeFilter(
+        "b_login", nullptr, [&](QuilRequest* request, FilterResult* result) {
+            QuilRequestImpl* impl = dynamic_cast<QuilRequestImpl*>(request);
+            if (impl->GetId() % 4 != 0 || impl->retryTime != 0) return;
+            result->waiting = true;
+            result->code = 1;
+            std::lock_guard<std::mutex> lock(parkedMutex);
+            parked.push_back(request);
+            parkedChanged.notify_one();
+        }));
+    FilterManager::AfterChain after;
+    after.emplace_back(new quil::test::ScriptedAfterFilter(
+        "a_time_calibration", nullptr,
+        [&](QuilRequest* request, QuilResponse* response, FilterResult* result) {
+            const int id = request->GetId();
+            if (id % 3 != 0 || reentered[id].fetch_add(1) != 0) return;
+            PipelineReentry::Reenter(request, response, result);
+        }));
+    FilterManager manager(std::move(before), std::move(after));
+    service->filterManager = &manager;
+
+    std::thread pool([&] {
+        for (;;) {
+            QuilRequest* request = nullptr;
+            {
+                std::unique_lock<std::mutex> lock(parkedMutex);
+                parkedChanged.wait(lock, [&] { return !parked.empty() || parkingDone; });
+                if (parked.empty()) return;
+                request = parked.front();
+                parked.pop_front();
+            }
+            service->RetryRequest(request);
+        }
+    });
+
+    Outcomes outcomes;
+    std::vector<std::thread> senders;
+    for (int s = 0; s < kSenders; ++s) {
+        senders.emplace_back([&, s] {
+            for (int id = s + 1; id <= kCalls; id += kSenders) {
+                QuilRequest* request = QuilRequest::Create("mtop.concurrent.handover", "1.0");
+                request->SetId(id);
+                request->SetCallback(&Outcomes::Callback);
+                request->SetUserData(&outcomes);
+                EXPECT_EQ(service->SendAsyncRequest(request), 0);
+            }
+        });
+    }
+    for (std::thread& sender : senders) sender.join();
+    const bool allEnded = quil::test::WaitUntil([&] { return outcomes.ended.load() >= kCalls; },
+                                                std::chrono::seconds(120));
+    {
+        std::lock_guard<std::mutex> lock(parkedMutex);
+        parkingDone = true;
+        parkedChanged.notify_one();
+    }
+    pool.join();
+    ASSERT_TRUE(allEnded);
+    ASSERT_TRUE(barrier.Drain());
+
+    for (int id = 1; id <= kCalls; ++id) {
+        EXPECT_EQ(outcomes.delivered[id].load(), 1) << id;
+        EXPECT_EQ(outcomes.failed[id].load(), 0) << id;
+    }
+    // One report per call, whose retry count adds up the two ways round.
+    std::vector<quil::test::StatisticsCall> reports =
+        ServiceTestHost::Statistics().PerformanceReports();
+    ASSERT_EQ(reports.size(), static_cast<std::size_t>(kCalls));
+    int retries = 0;
+    for (quil::test::StatisticsCall& report : reports) {
+        retries += std::stoi(report.dimensions["retryTime"]);
+    }
+    int expected = 0;
+    for (int id = 1; id <= kCalls; ++id) {
+        expected += (id % 4 == 0 ? 1 : 0) + (id % 3 == 0 ? 1 : 0);
+    }
+    EXPECT_EQ(retries, expected);
+    EXPECT_EQ(UTDataSet::GetInstance()->Size(), 0u);
+    service->filterManager = FilterManager::GetInstance();
+    QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
 }

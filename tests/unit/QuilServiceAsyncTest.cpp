@@ -407,7 +407,9 @@ TEST_F(QuilServiceAsyncTest, AStopWithoutResponseCallsBackWithNullAndDeletesTheR
     ASSERT_TRUE(barrier->Drain());
     EXPECT_TRUE(recorder.Deliveries()[0].isNull);
     EXPECT_TRUE(log().Has("async QuilRequest before filter stop id = 1", QUIL_LOG_ERROR));
-    EXPECT_TRUE(log().Has("destory QuilRequestImpl, id: 1"));
+    // The request goes once the callback has returned, on the service's worker.
+    EXPECT_TRUE(
+        quil::test::WaitUntil([this] { return log().Has("destory QuilRequestImpl, id: 1"); }));
     ASSERT_EQ(SuccessRate().size(), 1u);
     EXPECT_EQ(SuccessRate()[0].errorCode, "FAIL_NETWORK_CONNECT_ERROR");
     EXPECT_EQ(UTDataSet::GetInstance()->Size(), 0u);

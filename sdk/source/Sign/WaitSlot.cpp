@@ -40,11 +40,15 @@ bool WaitSlotRegistry::PostWaitSlot(const std::string& key, const std::string& t
     auto found = registry.slots.find(key);
     if (found == registry.slots.end()) return false;
     WaitSlot* slot = found->second.slot.get();
-    // The text is stored under the slot's mutex too, so a reader holding only that mutex
-    // never races with this write.
-    std::lock_guard<std::mutex> slotLock(slot->mutex);
-    slot->result = text;
-    slot->state -= 1;
+    {
+        // The text is stored under the slot's mutex too, so a reader holding only that mutex
+        // never races with this write.
+        std::lock_guard<std::mutex> slotLock(slot->mutex);
+        slot->result = text;
+        slot->state -= 1;
+    }
+    // Woken after the slot's mutex is free, so the waiter does not wake only to block on it.
+    // The registry's mutex, still held, keeps the slot alive: releasing it needs that mutex.
     slot->condition.notify_one();
     return true;
 }
