@@ -97,12 +97,23 @@ cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=De
   -DQUIL_WINDOWS_DEPS_PREFIX="$prefix" -DQUIL_WINEPREFIX="$WINEPREFIX" >/dev/null
 cmake --build "$build" -j "$jobs"
 
-# The Wine server is started here, detached (own session, no inherited output): a server that
-# a test process starts would hold ctest's output pipe open, and ctest would wait for ever.
+# The Wine server is started here, persistent and detached (own session, no inherited output),
+# and it must be running before the first test: a server that a test process starts inherits
+# that test's output pipe and keeps it open as long as other tests keep the server busy, so
+# ctest sees a test that passed hang at its exit until its time limit. The server refuses to
+# start in a prefix folder that does not exist yet (a fresh clone), hence the mkdir; a server
+# left from an earlier run (perhaps not persistent) is stopped first, so that ours is the one.
 stop_wine() { "$wine_server" -k >/dev/null 2>&1 || true; }
 trap stop_wine EXIT
 echo "== starting the Wine server ($WINEPREFIX)"
-setsid "$wine_server" -p </dev/null >/dev/null 2>&1 || true
+mkdir -p "$WINEPREFIX"
+stop_wine
+"$wine_server" -w >/dev/null 2>&1 || true
+if ! setsid "$wine_server" -p </dev/null >"$build/wineserver.log" 2>&1; then
+  echo "test-windows: could not start a persistent Wine server:" >&2
+  cat "$build/wineserver.log" >&2
+  exit 1
+fi
 setsid "$wine_loader" wineboot -i </dev/null >/dev/null 2>&1 || true
 
 echo "== running every test under Wine"

@@ -10,10 +10,23 @@
 #include "NetworkManager.h"
 #include "RecordingLog.h"
 #include "ScriptedHttpClient.h"
+#include "TestSync.h"
+#include "ThreadPool.h"
 
 using quil::test::HttpCompletionRecorder;
 using quil::test::ScopedRecordingLog;
 using quil::test::ScriptedHttpClient;
+
+namespace {
+
+// Ends a test: the stopped pool frees itself once its workers have left, and the test waits for
+// that, so that no worker is still running while the process exits.
+void DestroyManagerAndWaitForItsPool() {
+    NetworkManager::DestroyInstance();
+    EXPECT_TRUE(quil::test::WaitUntil([] { return ThreadPool::LivePoolCount() == 0; }));
+}
+
+}  // namespace
 
 TEST(NetworkManagerConcurrency, FirstCallsFromManyThreadsSeeOneManager) {
     std::vector<NetworkManager*> seen(8, nullptr);
@@ -23,7 +36,7 @@ TEST(NetworkManagerConcurrency, FirstCallsFromManyThreadsSeeOneManager) {
     }
     for (auto& thread : threads) thread.join();
     for (NetworkManager* manager : seen) EXPECT_EQ(manager, NetworkManager::GetInstance());
-    NetworkManager::DestroyInstance();
+    DestroyManagerAndWaitForItsPool();
 }
 
 TEST(NetworkManagerConcurrency, ManyThreadsSendingSyncAndAsyncEachSendCompletesOnce) {
@@ -58,7 +71,7 @@ TEST(NetworkManagerConcurrency, ManyThreadsSendingSyncAndAsyncEachSendCompletesO
     EXPECT_EQ(log->Count(), static_cast<std::size_t>(2 * kThreads * kSends));
     // Five pool workers plus the six calling threads at most.
     EXPECT_LE(client.MaxInFlight(), 5 + kThreads);
-    NetworkManager::DestroyInstance();
+    DestroyManagerAndWaitForItsPool();
 }
 
 TEST(NetworkManagerConcurrency, CancelsRaceWithQueuedSendsAndEachSendEndsOnce) {
@@ -115,5 +128,5 @@ TEST(NetworkManagerConcurrency, CancelsRaceWithQueuedSendsAndEachSendEndsOnce) {
     barrier.release.Open();
     ASSERT_TRUE(barrier.left.Wait());
     EXPECT_EQ(recorder.Count() + 5, client.SendCount());
-    NetworkManager::DestroyInstance();
+    DestroyManagerAndWaitForItsPool();
 }

@@ -11,18 +11,27 @@
 #include "QuilConfig.h"
 #include "RecordingLog.h"
 #include "ScriptedHttpClient.h"
+#include "TestSync.h"
+#include "ThreadPool.h"
 
 using quil::test::HttpCompletionRecorder;
 using quil::test::ScopedRecordingLog;
 using quil::test::ScriptedHttpClient;
 using quil::test::ScriptedResponse;
+using quil::test::WaitUntil;
 
 namespace {
 
 class NetworkManagerTest : public ::testing::Test {
 protected:
-    // Each test gets a fresh manager, even when the tests share one process.
-    void TearDown() override { NetworkManager::DestroyInstance(); }
+    void SetUp() override { poolsBefore_ = ThreadPool::LivePoolCount(); }
+    // Each test gets a fresh manager, even when the tests share one process. The stopped pool
+    // frees itself once its workers have left; the test ends only then, so that no worker is
+    // still running while the process exits.
+    void TearDown() override {
+        NetworkManager::DestroyInstance();
+        EXPECT_TRUE(WaitUntil([this] { return ThreadPool::LivePoolCount() <= poolsBefore_; }));
+    }
 
     NetworkManager* Manager() { return NetworkManager::GetInstance(); }
 
@@ -37,6 +46,9 @@ protected:
         }
         ASSERT_TRUE(client.WaitForInFlight(5));
     }
+
+private:
+    int poolsBefore_ = 0;
 };
 
 HttpRequest* NewSyncRequest(const std::string& url) {

@@ -68,7 +68,8 @@ TEST_F(TrafficContentTest, SecurityDisabledGivesEmptyResultsAtOnceAndCallsNothin
 }
 
 TEST_F(TrafficContentTest, ACallbackInsideTheProxyCallEndsTheCallWithoutAReport) {
-    ShortenLimits(kReportLimit);
+    // The full report limit: a short one could pass while a loaded machine holds this thread
+    // between queueing the report and taking it back.
     SetVerdict(3, 4, "https://verify.quil.example/?a=1");
     StartQuietly();
     auto result = Process(7, "content-7");
@@ -85,8 +86,8 @@ TEST_F(TrafficContentTest, ACallbackInsideTheProxyCallEndsTheCallWithoutAReport)
                                    "https://verify.quil.example/?a=1",
                                    "content: content-7 isAsync: 0 errorCode: 0"}));
     EXPECT_EQ(log->Find("content: content-7 isAsync: 0 errorCode: 0").level, QUIL_LOG_INFO);
-    // The report task was taken off the queue before its deadline.
-    ASSERT_TRUE(PassReportDeadline(kReportLimit));
+    // The report task was taken off the queue: it can never run.
+    EXPECT_EQ(DelayedTaskQueue::Instance().PendingCount(), 0u);
     EXPECT_EQ(statistics->CountOf("CommitCount", "kolvaTimeout"), 0u);
 }
 

@@ -270,9 +270,9 @@ const std::vector<FlagSpec>& Flags() {
 }
 
 const FlagSpec* FindFlag(const std::string& name) {
-    for (const FlagSpec& spec : Flags()) {
-        if (name == spec.name) {
-            return &spec;
+    for (const FlagSpec& entry : Flags()) {
+        if (name == entry.name) {
+            return &entry;
         }
     }
     return nullptr;
@@ -293,8 +293,8 @@ ParseOutcome UsageError(const std::string& message) {
 
 std::vector<std::string> KnownFlags() {
     std::vector<std::string> names;
-    for (const FlagSpec& spec : Flags()) {
-        names.push_back(spec.name);
+    for (const FlagSpec& entry : Flags()) {
+        names.push_back(entry.name);
     }
     return names;
 }
@@ -320,12 +320,12 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
         }
         const std::size_t equals = arg.find('=');
         const std::string name = arg.substr(0, equals);
-        const FlagSpec* spec = FindFlag(name);
-        if (spec == nullptr) {
+        const FlagSpec* entry = FindFlag(name);
+        if (entry == nullptr) {
             return UsageError("unknown flag " + name + " (see --help)");
         }
         std::string value;
-        if (!spec->takesValue) {
+        if (!entry->takesValue) {
             if (equals != std::string::npos) {
                 return UsageError(name + " takes no value");
             }
@@ -345,7 +345,7 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
             }
             dataFlag = name;
         }
-        const std::string refusal = spec->apply(outcome.options, value);
+        const std::string refusal = entry->apply(outcome.options, value);
         if (!refusal.empty()) {
             return UsageError(name + ": " + refusal);
         }

@@ -67,6 +67,11 @@ bool DelayedTaskQueue::RemoveTask(int32_t id) {
     return false;
 }
 
+std::size_t DelayedTaskQueue::PendingCount() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return tasks.size();
+}
+
 void DelayedTaskQueue::Run() {
     for (;;) {
         std::function<void()> function;

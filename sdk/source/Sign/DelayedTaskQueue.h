@@ -5,6 +5,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -33,6 +34,10 @@ public:
 
     // Nanoseconds on the steady clock, the scale of every deadline.
     static int64_t Now();
+
+    // Tasks queued and not yet taken to run, for tests: a removed task is gone at once, so a
+    // test can tell a withdrawn report without waiting for its deadline.
+    std::size_t PendingCount();
 
 private:
     struct Task {

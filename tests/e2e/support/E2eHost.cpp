@@ -1,5 +1,7 @@
 #include "E2eHost.h"
 
+#include <chrono>
+
 #include <utility>
 
 namespace quil {
@@ -33,6 +35,9 @@ E2eHost::E2eHost(GatewayEmulatorOptions options)
     : gateway_(WithAppKey(std::move(options))), curl_(TransportOptions()), recording_(&curl_) {}
 
 E2eHost::~E2eHost() {
+    // A test ends as soon as its callbacks have come; the library's completions may still be
+    // running on network workers then, and must end before anything they reach is torn down.
+    recording_.WaitForEveryCompletion(std::chrono::seconds(30));
     // The sink dies with the host; the library must not report into it afterwards.
     QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
     gateway_.Stop();

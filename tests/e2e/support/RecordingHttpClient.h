@@ -3,12 +3,15 @@
 // test can compare the library's side with what the gateway emulator received. It can also hold
 // exchanges before they start, and tell when the library's completion of an asynchronous exchange
 // has returned. Thread-safe: the library calls it from its network workers and from every
-// synchronous caller at once. The test owns it; it must outlive every call.
+// synchronous caller at once. The test owns it; it must outlive every call. A completion that
+// passes through it shares its records, so even a completion still running when it is destroyed
+// touches nothing freed; its destructor waits (bounded) for such completions to end.
 #pragma once
 
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -36,7 +39,11 @@ struct RecordedExchange {
 class RecordingHttpClient : public IHttpClient {
 public:
     // transport is not owned and must outlive this client.
-    explicit RecordingHttpClient(IHttpClient* transport) : transport_(transport) {}
+    explicit RecordingHttpClient(IHttpClient* transport);
+    // Waits until every completion that passed through this client has returned.
+    ~RecordingHttpClient() override;
+    RecordingHttpClient(const RecordingHttpClient&) = delete;
+    RecordingHttpClient& operator=(const RecordingHttpClient&) = delete;
 
     HttpResponse* SendHttpRequest(HttpRequest* request) override;
 
@@ -54,20 +61,19 @@ public:
 
     // Waits until the library's completions of count asynchronous exchanges have returned.
     bool WaitForCompletions(std::size_t count, std::chrono::milliseconds limit) const;
+    // Waits until the completion of every asynchronous exchange sent so far has returned.
+    bool WaitForEveryCompletion(std::chrono::milliseconds limit) const;
 
 private:
+    // What the client and the completions passing through it share; it lives as long as the
+    // longer of the two.
+    struct Records;
     // Stands between the network manager and the library's completion of one exchange.
     struct CompletionProbe;
     static void ProbeCompletion(HttpResponse* response, void* context);
 
     IHttpClient* const transport_;
-    // Guards every field below; never held while the transport or the library works.
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    std::vector<RecordedExchange> exchanges_;
-    bool holding_ = false;
-    std::vector<int> heldIds_;
-    std::size_t completions_ = 0;
+    const std::shared_ptr<Records> records_;
 };
 
 }  // namespace test
