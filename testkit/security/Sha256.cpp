@@ -1,7 +1,9 @@
 // A compact SHA-256 (FIPS 180-4) and HMAC (RFC 2104), enough for the stand-in's signatures.
 #include "Sha256.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace quil {
 namespace standin {
@@ -61,25 +63,41 @@ void Compress(uint32_t state[8], const unsigned char block[64]) {
 
 }  // namespace
 
-std::string Sha256(const std::string& data) {
-    uint32_t state[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
-                         0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
-    const uint64_t bitLength = static_cast<uint64_t>(data.size()) * 8;
-    // One allocation: the data, the 0x80 marker, the zeros up to 56 modulo 64, the length.
-    const std::size_t zeros = (64 + 55 - data.size() % 64) % 64;
-    std::string padded;
-    padded.reserve(data.size() + 1 + zeros + 8);
-    padded.append(data);
-    padded.push_back(static_cast<char>(0x80));
-    padded.append(zeros, '\0');
-    for (int shift = 56; shift >= 0; shift -= 8) {
-        padded.push_back(static_cast<char>((bitLength >> shift) & 0xff));
+Sha256Stream::Sha256Stream()
+    : state_{0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
+             0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19} {}
+
+void Sha256Stream::Update(const char* data, std::size_t size) {
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(data);
+    length_ += size;
+    if (blockUsed_ > 0) {
+        const std::size_t take = std::min(size, sizeof(block_) - blockUsed_);
+        std::memcpy(block_ + blockUsed_, bytes, take);
+        blockUsed_ += take;
+        bytes += take;
+        size -= take;
+        if (blockUsed_ < sizeof(block_)) return;
+        Compress(state_, block_);
+        blockUsed_ = 0;
     }
-    for (std::size_t offset = 0; offset < padded.size(); offset += 64) {
-        Compress(state, reinterpret_cast<const unsigned char*>(padded.data() + offset));
+    for (; size >= 64; bytes += 64, size -= 64) Compress(state_, bytes);
+    if (size > 0) std::memcpy(block_, bytes, size);
+    blockUsed_ = size;
+}
+
+std::string Sha256Stream::Digest() const {
+    Sha256Stream last = *this;
+    const uint64_t bitLength = length_ * 8;
+    // The 0x80 marker, zeros up to 56 modulo 64, the length in bits, big-endian.
+    unsigned char tail[72] = {0x80};
+    const std::size_t zeros = (64 + 55 - length_ % 64) % 64;
+    for (int i = 0; i < 8; ++i) {
+        tail[1 + zeros + i] = static_cast<unsigned char>(bitLength >> (56 - 8 * i));
     }
+    last.Update(reinterpret_cast<const char*>(tail), 1 + zeros + 8);
     std::string digest;
-    for (uint32_t word : state) {
+    digest.reserve(32);
+    for (uint32_t word : last.state_) {
         for (int shift = 24; shift >= 0; shift -= 8) {
             digest.push_back(static_cast<char>((word >> shift) & 0xff));
         }
@@ -87,16 +105,35 @@ std::string Sha256(const std::string& data) {
     return digest;
 }
 
-std::string HmacSha256(const std::string& key, const std::string& message) {
+std::string Sha256(const std::string& data) {
+    Sha256Stream stream;
+    stream.Update(data);
+    return stream.Digest();
+}
+
+HmacSha256Key::HmacSha256Key(const std::string& key) {
     std::string block = key.size() > 64 ? Sha256(key) : key;
     block.resize(64, '\0');
-    std::string inner(64, '\0');
-    std::string outer(64, '\0');
+    std::string innerPad(64, '\0');
+    std::string outerPad(64, '\0');
     for (int i = 0; i < 64; ++i) {
-        inner[i] = static_cast<char>(block[i] ^ 0x36);
-        outer[i] = static_cast<char>(block[i] ^ 0x5c);
+        innerPad[i] = static_cast<char>(block[i] ^ 0x36);
+        outerPad[i] = static_cast<char>(block[i] ^ 0x5c);
     }
-    return Sha256(outer + Sha256(inner + message));
+    inner_.Update(innerPad);
+    outer_.Update(outerPad);
+}
+
+std::string HmacSha256Key::Sign(std::initializer_list<const std::string*> pieces) const {
+    Sha256Stream inner = inner_;
+    for (const std::string* piece : pieces) inner.Update(*piece);
+    Sha256Stream outer = outer_;
+    outer.Update(inner.Digest());
+    return outer.Digest();
+}
+
+std::string HmacSha256(const std::string& key, const std::string& message) {
+    return HmacSha256Key(key).Sign({&message});
 }
 
 std::string ToHex(const std::string& bytes) {

@@ -76,20 +76,12 @@ public:
     }
 };
 
-// The builders are made once: making one sets up its whole table of defaults, which cost
-// more than the signing itself. Both are only read afterwards, from any thread.
+// The builder is made once: making one sets up its whole table of defaults, which cost more
+// than the signing itself. It is only read afterwards, from any thread. Never destroyed, like
+// the state: a signing thread of the SDK may still be in here at process exit.
 const Json::CharReaderBuilder& ReaderBuilder() {
-    static const Json::CharReaderBuilder builder;
-    return builder;
-}
-
-const Json::StreamWriterBuilder& WriterBuilder() {
-    static const Json::StreamWriterBuilder builder = [] {
-        Json::StreamWriterBuilder made;
-        made["indentation"] = "";
-        return made;
-    }();
-    return builder;
+    static const Json::CharReaderBuilder* builder = new Json::CharReaderBuilder();
+    return *builder;
 }
 
 class JsonSignProxy : public IJsonSignProxy {
@@ -125,12 +117,19 @@ public:
             result = kUnreadableInputCode;
             return nullptr;
         }
-        Json::Value answer(Json::objectValue);
-        answer[kSchemeHeader] = kSchemeValue;
-        answer[kSignHeader] =
-            Signature(request["appkey"].asString(), kLabelJson, request["data"].asString());
+        // The compact JSON object of the two headers in name order; every text in it is plain
+        // (the hexadecimal signature and fixed names), so it needs no escaping.
+        std::string answer = "{\"";
+        answer.append(kSchemeHeader)
+            .append("\":\"")
+            .append(kSchemeValue)
+            .append("\",\"")
+            .append(kSignHeader)
+            .append("\":\"")
+            .append(Signature(request["appkey"].asString(), kLabelJson, request["data"].asString()))
+            .append("\"}");
         result = 0;
-        return CopyOut(Json::writeString(WriterBuilder(), answer));
+        return CopyOut(answer);
     }
     void Free(const char* text) override {
         StandInState::Instance().Count("jsonSign.free");

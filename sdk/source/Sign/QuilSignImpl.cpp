@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "DelayedTaskQueue.h"
+#include "JsonQuote.h"
 #include "Platform.h"
 #include "QuilConfig.h"
 #include "QuilLogger.h"
@@ -203,16 +204,16 @@ std::pair<std::string, std::string> QuilSignImpl::SignJson(const std::string& da
     QuilConfig* config = QuilConfig::GetInstance();
     // The compact JSON object of these members in name order, without a line feed.
     std::string line = "{\"api\":";
-    line.append(SignAnswerText::Quote(api))
-        .append(",\"appkey\":")
-        .append(SignAnswerText::Quote(config->appKey))
-        .append(",\"authCode\":")
-        .append(SignAnswerText::Quote(config->authCode))
-        .append(",\"data\":")
-        .append(SignAnswerText::Quote(data))
-        .append(",\"env\":")
-        .append(std::to_string(SignEnvironment(config->environment)))
-        .push_back('}');
+    line.reserve(api.size() + data.size() + config->appKey.size() + 64);
+    JsonQuote::Append(line, api);
+    line.append(",\"appkey\":");
+    JsonQuote::Append(line, config->appKey);
+    line.append(",\"authCode\":");
+    JsonQuote::Append(line, config->authCode);
+    line.append(",\"data\":");
+    JsonQuote::Append(line, data);
+    line.append(",\"env\":").append(std::to_string(SignEnvironment(config->environment)));
+    line.push_back('}');
 
     uint32_t code = 0;
     std::string signature;

@@ -1,13 +1,11 @@
 #include "SignAnswerText.h"
 
-#include <json/json.h>
-
 #include <cstddef>
+#include <utility>
+
+#include "JsonQuote.h"
 
 namespace {
-
-// Printable ASCII other than the quote and the backslash: FastWriter copies it as it is.
-bool NeedsNoEscape(unsigned char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; }
 
 // Reads the string literal that opens at `at`, leaving `at` just past it. Knows the escapes
 // FastWriter writes for ASCII; a \u escape (FastWriter's form of non-ASCII and of rare control
@@ -15,19 +13,18 @@ bool NeedsNoEscape(unsigned char c) { return c >= 0x20 && c < 0x7F && c != '"' &
 bool ReadLiteral(const std::string& text, std::size_t& at, std::string* out) {
     if (at >= text.size() || text[at] != '"') return false;
     std::string value;
-    for (std::size_t i = at + 1; i < text.size(); ++i) {
-        const char c = text[i];
-        if (c == '"') {
-            at = i + 1;
+    std::size_t i = at + 1;
+    for (;;) {
+        const std::size_t stop = text.find_first_of("\"\\", i);
+        if (stop == std::string::npos) return false;
+        value.append(text, i, stop - i);
+        if (text[stop] == '"') {
+            at = stop + 1;
             *out = std::move(value);
             return true;
         }
-        if (c != '\\') {
-            value.push_back(c);
-            continue;
-        }
-        if (++i >= text.size()) return false;
-        switch (text[i]) {
+        if (stop + 1 >= text.size()) return false;
+        switch (text[stop + 1]) {
             case '"':
                 value.push_back('"');
                 break;
@@ -55,8 +52,8 @@ bool ReadLiteral(const std::string& text, std::size_t& at, std::string* out) {
             default:
                 return false;
         }
+        i = stop + 2;
     }
-    return false;
 }
 
 bool Expect(const std::string& text, std::size_t& at, const char* literal, std::size_t length) {
@@ -67,33 +64,16 @@ bool Expect(const std::string& text, std::size_t& at, const char* literal, std::
 
 }  // namespace
 
-std::string SignAnswerText::Quote(const std::string& value) {
-    std::string quoted;
-    quoted.reserve(value.size() + 8);
-    quoted.push_back('"');
-    for (char c : value) {
-        const unsigned char byte = static_cast<unsigned char>(c);
-        if (NeedsNoEscape(byte)) {
-            quoted.push_back(c);
-        } else if (c == '"' || c == '\\') {
-            quoted.push_back('\\');
-            quoted.push_back(c);
-        } else {
-            // Control characters and non-ASCII have several escaped forms; FastWriter's own
-            // quoting decides them.
-            Json::FastWriter writer;
-            writer.omitEndingLineFeed();
-            return writer.write(Json::Value(value));
-        }
-    }
-    quoted.push_back('"');
-    return quoted;
-}
+std::string SignAnswerText::Quote(const std::string& value) { return JsonQuote::Quote(value); }
 
 std::string SignAnswerText::Write(const std::string& code, const std::string& sign) {
     // FastWriter orders members by name: "errorCode" before "sign".
     std::string text = "{\"errorCode\":";
-    text.append(Quote(code)).append(",\"sign\":").append(Quote(sign)).append("}\n");
+    text.reserve(code.size() + sign.size() + 40);
+    JsonQuote::Append(text, code);
+    text.append(",\"sign\":");
+    JsonQuote::Append(text, sign);
+    text.append("}\n");
     return text;
 }
 
