@@ -21,7 +21,7 @@ TEST(JsonQuote, EveryByteIsQuotedAsTheJsonWritersQuoteIt) {
 }
 
 TEST(JsonQuote, TextsWithQuotesBackslashesSlashesAndNonAsciiMatchTheWriter) {
-    for (const std::string text :
+    for (const std::string& text :
          {std::string(), std::string("\"\"\\\\//"), std::string("x=\"q\"&y=\\"),
           std::string("caf\xc3\xa9\n\t"), std::string("bad \xc3 byte"), std::string("nul\0!", 5)}) {
         EXPECT_EQ(JsonQuote::Quote(text), WriterQuote(text)) << text;
