@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "FilterTestObjects.h"
 #include "QuilRequestImpl.h"
 #include "QuilResponseImpl.h"
 #include "RecordingLog.h"
@@ -11,28 +12,8 @@
 using quil::test::LogLine;
 using quil::test::ScopedRecordingLog;
 
-namespace {
-
-std::unique_ptr<QuilRequestImpl> MakeRequest(int id) {
-    std::unique_ptr<QuilRequestImpl> request(new QuilRequestImpl("mtop.test.api", "1.0"));
-    request->SetId(id);
-    request->AddData("k", std::string("v"));
-    return request;
-}
-
-std::unique_ptr<QuilResponseImpl> MakeErrorResponse() {
-    std::unique_ptr<QuilResponseImpl> response(new QuilResponseImpl());
-    response->statusCode = 200;
-    response->body = "{\"ret\":[\"FAIL_BIZ_SOMETHING::went wrong\"]}";
-    response->headers["x-retcode"] = "FAIL_BIZ_SOMETHING";
-    response->retInfo.reset(new RetInfo());
-    response->retInfo->retCode = "FAIL_BIZ_SOMETHING";
-    response->retInfo->retMsg = "went wrong";
-    response->retInfo->errorType = 3;
-    return response;
-}
-
-}  // namespace
+using quil::test::MakeFilterRequest;
+using quil::test::MakeGatewayErrorResponse;
 
 TEST(UTBeforeFilter, BearsItsNameInTheChain) {
     UTBeforeFilter filter;
@@ -42,8 +23,8 @@ TEST(UTBeforeFilter, BearsItsNameInTheChain) {
 TEST(UTBeforeFilter, LogsTheRequestIdAtLevelZeroAndLetsItPass) {
     ScopedRecordingLog log;
     UTBeforeFilter filter;
-    auto request = MakeRequest(42);
-    auto response = MakeErrorResponse();
+    auto request = MakeFilterRequest(42);
+    auto response = MakeGatewayErrorResponse();
     (void)response;
     FilterResult result;
     filter.HandleRequest(request.get(), &result);
@@ -56,8 +37,8 @@ TEST(UTBeforeFilter, LogsTheRequestIdAtLevelZeroAndLetsItPass) {
 
 TEST(UTBeforeFilter, TouchesNeitherRequestNorResponse) {
     UTBeforeFilter filter;
-    auto request = MakeRequest(7);
-    auto response = MakeErrorResponse();
+    auto request = MakeFilterRequest(7);
+    auto response = MakeGatewayErrorResponse();
     FilterResult result;
     filter.HandleRequest(request.get(), &result);
     EXPECT_EQ(request->GetData(), "{   \"k\" : \"v\"}");
