@@ -403,6 +403,25 @@ TEST_F(QuilSignImplTest, AShortInputUsesThe1024BufferCountedInWideCharacters) {
     EXPECT_EQ(control.Texts("urlSign.data"), std::vector<std::string>{data});
 }
 
+TEST_F(QuilSignImplTest, TheBufferCapacityCountsThePlatformsWideCharacters) {
+    StartQuietly();
+    // 1023 ASCII characters and one character outside the Basic Multilingual Plane: a 16-bit
+    // wide string (Windows) needs a surrogate pair for it, 1025 units in all, so the buffer grows
+    // to 1026 and the whole input goes in; a 32-bit wide string holds 1024 units, which fit the
+    // 1024 buffer, and the truncating copy keeps room for the terminator.
+    const std::string data = std::string(1023, 'd') + "\xF0\x9F\x98\x80";
+    auto result = Sign62(18, data);
+    ASSERT_NE(result, nullptr);
+    if (sizeof(wchar_t) == 2) {
+        EXPECT_EQ(control.Texts("urlSign.capacity"), std::vector<std::string>{"1026"});
+        EXPECT_EQ(control.Texts("urlSign.data"), std::vector<std::string>{data});
+    } else {
+        EXPECT_EQ(control.Texts("urlSign.capacity"), std::vector<std::string>{"1024"});
+        EXPECT_EQ(control.Texts("urlSign.data"), std::vector<std::string>{std::string(1023, 'd')});
+    }
+    EXPECT_EQ(result->errorCode, "0");
+}
+
 TEST_F(QuilSignImplTest, Sign62FailureTakesItsCodeFromGetLastError) {
     control.SetInt("urlSign.fail", 1);
     control.SetInt("urlSign.code", 55);
