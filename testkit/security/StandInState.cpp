@@ -171,6 +171,15 @@ std::string WideToRecordText(const wchar_t* text) {
     if (text == nullptr) return out;
     for (const wchar_t* c = text; *c != L'\0'; ++c) {
         uint32_t code = static_cast<uint32_t>(*c);
+        // A 16-bit wide text (Windows) carries characters beyond U+FFFF as surrogate pairs; they
+        // are joined here so the text signed is the UTF-8 the gateway sees, not two halves.
+        if (sizeof(wchar_t) == 2 && code >= 0xD800 && code <= 0xDBFF) {
+            uint32_t low = static_cast<uint32_t>(c[1]);
+            if (low >= 0xDC00 && low <= 0xDFFF) {
+                code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
+                ++c;
+            }
+        }
         if (code < 0x80) {
             out.push_back(static_cast<char>(code));
         } else if (code < 0x800) {
@@ -202,7 +211,13 @@ std::wstring RecordTextToWide(const std::string& text) {
         for (int k = 1; k <= extra && i + k < text.size(); ++k) {
             code = (code << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
         }
-        out.push_back(static_cast<wchar_t>(code));
+        if (sizeof(wchar_t) == 2 && code >= 0x10000) {
+            code -= 0x10000;
+            out.push_back(static_cast<wchar_t>(0xD800 + (code >> 10)));
+            out.push_back(static_cast<wchar_t>(0xDC00 + (code & 0x3FF)));
+        } else {
+            out.push_back(static_cast<wchar_t>(code));
+        }
         i += extra + 1;
     }
     return out;
