@@ -178,7 +178,7 @@ IOmbrelHeaderHandler* FilterManager::ClearOmbrelHandler() {
 std::vector<std::string> FilterManager::BeforeFilterNames() const {
     std::vector<std::string> names;
     for (const std::unique_ptr<BeforeFilter>& filter : beforeFilters) {
-        if (filter) names.emplace_back(filter->GetName());
+        names.emplace_back(filter ? filter->GetName() : "");
     }
     return names;
 }
@@ -186,7 +186,7 @@ std::vector<std::string> FilterManager::BeforeFilterNames() const {
 std::vector<std::string> FilterManager::AfterFilterNames() const {
     std::vector<std::string> names;
     for (const std::unique_ptr<AfterFilter>& filter : afterFilters) {
-        if (filter) names.emplace_back(filter->GetName());
+        names.emplace_back(filter ? filter->GetName() : "");
     }
     return names;
 }

@@ -45,7 +45,7 @@ public:
     // Removes the component and returns the one that was set.
     IOmbrelHeaderHandler* ClearOmbrelHandler();
 
-    // The names of the filters present, in chain order.
+    // The name of the filter at each position, in chain order; "" for an empty position.
     std::vector<std::string> BeforeFilterNames() const;
     std::vector<std::string> AfterFilterNames() const;
 
