@@ -53,10 +53,14 @@ void LoginAnswers::SetOnAsk(std::function<void(const std::string&)> onAsk) {
 }
 
 void LoginAnswers::Record(const std::string& call) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    calls_.push_back(call);
+}
+
+void LoginAnswers::AfterAsk(const std::string& call) {
     std::function<void(const std::string&)> onAsk;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        calls_.push_back(call);
         onAsk = onAsk_;
     }
     if (onAsk) {
@@ -101,18 +105,30 @@ void RecordingMultiLogin::login(std::string userInfo, OnLoginListener* listener)
 }
 
 bool RecordingMultiLogin::isSessionValid(std::string userInfo) const {
-    const_cast<RecordingMultiLogin*>(this)->Record("isSessionValid(" + userInfo + ")");
-    return SessionValid();
+    RecordingMultiLogin* self = const_cast<RecordingMultiLogin*>(this);
+    const std::string call = "isSessionValid(" + userInfo + ")";
+    self->Record(call);
+    bool answer = SessionValid();
+    self->AfterAsk(call);
+    return answer;
 }
 
 bool RecordingMultiLogin::isLogining(std::string userInfo) const {
-    const_cast<RecordingMultiLogin*>(this)->Record("isLogining(" + userInfo + ")");
-    return Logining();
+    RecordingMultiLogin* self = const_cast<RecordingMultiLogin*>(this);
+    const std::string call = "isLogining(" + userInfo + ")";
+    self->Record(call);
+    bool answer = Logining();
+    self->AfterAsk(call);
+    return answer;
 }
 
 LoginContext* RecordingMultiLogin::getLoginContext(std::string userInfo) const {
-    const_cast<RecordingMultiLogin*>(this)->Record("getLoginContext(" + userInfo + ")");
-    return Context();
+    RecordingMultiLogin* self = const_cast<RecordingMultiLogin*>(this);
+    const std::string call = "getLoginContext(" + userInfo + ")";
+    self->Record(call);
+    LoginContext* answer = Context();
+    self->AfterAsk(call);
+    return answer;
 }
 
 void RecordingSingleLogin::login(OnLoginListener* listener) const {
@@ -120,18 +136,30 @@ void RecordingSingleLogin::login(OnLoginListener* listener) const {
 }
 
 bool RecordingSingleLogin::isSessionValid() const {
-    const_cast<RecordingSingleLogin*>(this)->Record("isSessionValid()");
-    return SessionValid();
+    RecordingSingleLogin* self = const_cast<RecordingSingleLogin*>(this);
+    const std::string call = "isSessionValid()";
+    self->Record(call);
+    bool answer = SessionValid();
+    self->AfterAsk(call);
+    return answer;
 }
 
 bool RecordingSingleLogin::isLogining() const {
-    const_cast<RecordingSingleLogin*>(this)->Record("isLogining()");
-    return Logining();
+    RecordingSingleLogin* self = const_cast<RecordingSingleLogin*>(this);
+    const std::string call = "isLogining()";
+    self->Record(call);
+    bool answer = Logining();
+    self->AfterAsk(call);
+    return answer;
 }
 
 LoginContext* RecordingSingleLogin::getLoginContext() const {
-    const_cast<RecordingSingleLogin*>(this)->Record("getLoginContext()");
-    return Context();
+    RecordingSingleLogin* self = const_cast<RecordingSingleLogin*>(this);
+    const std::string call = "getLoginContext()";
+    self->Record(call);
+    LoginContext* answer = Context();
+    self->AfterAsk(call);
+    return answer;
 }
 
 }  // namespace test

@@ -30,8 +30,8 @@ public:
     void SetContext(LoginContext* context);
     void SetThrowOnContext(bool throws);
     void SetOnLogin(std::function<void(OnLoginListener*)> onLogin);
-    // Runs after each recorded question other than login (with its call text), outside the
-    // lock, before the answer is read: lets a test end a login between two questions.
+    // Runs after each question other than login has been answered (with its call text),
+    // outside the lock: lets a test end a login between two questions.
     void SetOnAsk(std::function<void(const std::string&)> onAsk);
 
     std::vector<std::string> Calls() const;
@@ -41,6 +41,7 @@ public:
 
     // Used by the flows.
     void Record(const std::string& call);
+    void AfterAsk(const std::string& call);
     bool SessionValid() const;
     bool Logining() const;
     LoginContext* Context() const;
