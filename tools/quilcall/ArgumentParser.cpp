@@ -233,6 +233,8 @@ const std::vector<FlagSpec>& Flags() {
         {"--lng", true, Coordinate(&CallOptions::lng, 180.0)},
         {"--sid", true, Text(&CallOptions::sid)},
         {"--uid", true, Text(&CallOptions::uid)},
+        {"--login-sid", true, Text(&CallOptions::loginSid)},
+        {"--login-uid", true, Text(&CallOptions::loginUid)},
         {"--ssl-value", true, Text(&CallOptions::sslValue)},
         {"--proxy", true, Text(&CallOptions::proxy)},
         {"--security-path", true, ApplySecurityPath},
@@ -357,6 +359,9 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
     if (positionals.size() > 2) {
         return UsageError("unexpected argument " + Quoted(positionals[2]) +
                           " after API and VERSION");
+    }
+    if (!outcome.options.loginUid.empty() && outcome.options.loginSid.empty()) {
+        return UsageError("--login-uid needs --login-sid");
     }
     outcome.options.api = positionals[0];
     outcome.options.version = positionals[1];
