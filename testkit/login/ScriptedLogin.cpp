@@ -120,6 +120,7 @@ void ScriptedLogin::login(std::string userInfo, OnLoginListener* listener) const
     const std::string key = Key(userInfo);
     LoginScript script;
     bool runInline = false;
+    std::size_t ticket = 0;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         Account& state = AccountOf(key);
@@ -132,26 +133,29 @@ void ScriptedLogin::login(std::string userInfo, OnLoginListener* listener) const
         state.started += 1;
         state.running += 1;
         active_ += 1;
+        // A held login counts from its start: a Release after login() returned ends it.
+        if (script.held) {
+            state.held += 1;
+            ticket = state.releases;
+        }
         runInline = !script.held && script.delay.count() < 0;
         if (!runInline) {
-            threads_.emplace_back([this, key, script, listener] { Run(key, script, listener); });
+            threads_.emplace_back(
+                [this, key, script, listener, ticket] { Run(key, script, listener, ticket); });
         }
     }
     changed_.notify_all();
     if (runInline) {
-        Run(key, script, listener);
+        Run(key, script, listener, ticket);
     }
 }
 
-void ScriptedLogin::Run(const std::string& key, LoginScript script,
-                        OnLoginListener* listener) const {
+void ScriptedLogin::Run(const std::string& key, LoginScript script, OnLoginListener* listener,
+                        std::size_t ticket) const {
     SessionSink sink;
     {
         std::unique_lock<std::mutex> lock(mutex_);
-        Account& state = AccountOf(key);
         if (script.held) {
-            state.held += 1;
-            const std::size_t ticket = state.releases;
             changed_.wait(lock, [&] { return closing_ || AccountOf(key).releases > ticket; });
             AccountOf(key).held -= 1;
         } else if (script.delay.count() > 0) {

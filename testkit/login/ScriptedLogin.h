@@ -61,7 +61,7 @@ public:
     void SetContext(const std::string& account, const std::string& sid, const std::string& uid);
     void ClearContext(const std::string& account);
 
-    // Ends the account's held logins as scripted. Returns how many were released.
+    // Ends the account's held logins that have started, as scripted. Returns how many.
     std::size_t Release(const std::string& account);
 
     // Logins started for the account, and in all.
@@ -98,7 +98,9 @@ private:
     static std::string Key(const std::string& account);
     Account& AccountOf(const std::string& key) const;
     // Runs one login to its end; on the login's own thread or, for a negative delay, inline.
-    void Run(const std::string& key, LoginScript script, OnLoginListener* listener) const;
+    // ticket: the account's release count when a held login started.
+    void Run(const std::string& key, LoginScript script, OnLoginListener* listener,
+             std::size_t ticket) const;
 
     // Guards every field below.
     mutable std::mutex mutex_;
