@@ -222,9 +222,7 @@ bool ScriptedSingleAccountLogin::isSessionValid() const {
     return scripted_->isSessionValid(std::string());
 }
 
-bool ScriptedSingleAccountLogin::isLogining() const {
-    return scripted_->isLogining(std::string());
-}
+bool ScriptedSingleAccountLogin::isLogining() const { return scripted_->isLogining(std::string()); }
 
 LoginContext* ScriptedSingleAccountLogin::getLoginContext() const {
     return scripted_->getLoginContext(std::string());

@@ -85,9 +85,9 @@ public:
 private:
     struct Account {
         bool valid = false;
-        int running = 0;     // logins started and not yet reported
+        int running = 0;  // logins started and not yet reported
         std::size_t started = 0;
-        int held = 0;        // running logins that wait for Release
+        int held = 0;              // running logins that wait for Release
         std::size_t releases = 0;  // Release calls so far, so a held login knows its turn
         std::vector<LoginScript> queued;
         // Contexts are kept for the life of the object: the library may still read an old one.

@@ -183,9 +183,10 @@ TEST_F(LoginFlow, AnExpiredSessionLogsInAndTheCallIsSentAgainWithTheNewSession) 
     EXPECT_EQ(Login().LoginCount("alice"), 1u);
     const std::string idText = std::to_string(id);
     EXPECT_TRUE(log.Has("response need login, but session invalid, id: " + idText, QUIL_LOG_ERROR));
-    EXPECT_TRUE(log.Has("request: " + idText + " interupt at after filter: a_login", QUIL_LOG_WARN));
-    EXPECT_TRUE(log.Has("updateSessionInfo userInfo: alice, sid: sid-new, uid: uid-new",
-                        QUIL_LOG_INFO));
+    EXPECT_TRUE(
+        log.Has("request: " + idText + " interupt at after filter: a_login", QUIL_LOG_WARN));
+    EXPECT_TRUE(
+        log.Has("updateSessionInfo userInfo: alice, sid: sid-new, uid: uid-new", QUIL_LOG_INFO));
     EXPECT_EQ(log.CountOf("retry async QuilRequest id = " + idText +
                           ", api = e2e.private, version = 1.0"),
               1u);

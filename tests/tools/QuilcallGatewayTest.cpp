@@ -193,8 +193,8 @@ TEST_F(QuilcallGateway, AnExpiredSessionLogsInAndTheCallIsSentAgain) {
         << result.err;
     EXPECT_TRUE(Contains(result.err, "async request addToRequestPool, id: 1\n")) << result.err;
     EXPECT_TRUE(Contains(result.err, "onLoginSuccess, retryAllRequest: Default\n")) << result.err;
-    EXPECT_TRUE(
-        Contains(result.err, "updateSessionInfo userInfo: Default, sid: sid-login, uid: uid-login\n"))
+    EXPECT_TRUE(Contains(result.err,
+                         "updateSessionInfo userInfo: Default, sid: sid-login, uid: uid-login\n"))
         << result.err;
 }
 

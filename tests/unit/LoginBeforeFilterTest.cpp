@@ -155,9 +155,9 @@ TEST_F(LoginBeforeFilterTest, TheContextsSessionIsRegisteredAndTheRequestGoesOn)
     Flow().SetContext(&context);
     Handle(request.get());
     EXPECT_EQ(result.code, 0);
-    EXPECT_TRUE(Logged(
-        "request need login, userInfo: alice, loginContext :uid-c sid-c sid-c, id: 6",
-        QUIL_LOG_INFO));
+    EXPECT_TRUE(
+        Logged("request need login, userInfo: alice, loginContext :uid-c sid-c sid-c, id: 6",
+               QUIL_LOG_INFO));
     EXPECT_EQ(QuilConfig::GetInstance()->GetSid("alice"), "sid-c");
     EXPECT_EQ(QuilConfig::GetInstance()->GetUid("alice"), "uid-c");
 }
@@ -212,9 +212,9 @@ TEST_F(LoginBeforeFilterTest, AnEmptyAccountIsTheDefaultAccountThroughout) {
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(Flow().Calls(), (Calls{"isLogining(Default)", "isSessionValid(Default)",
                                      "getLoginContext(Default)"}));
-    EXPECT_TRUE(Logged(
-        "request need login, userInfo: Default, loginContext :uid-d sid-d sid-d, id: 10",
-        QUIL_LOG_INFO));
+    EXPECT_TRUE(
+        Logged("request need login, userInfo: Default, loginContext :uid-d sid-d sid-d, id: 10",
+               QUIL_LOG_INFO));
     EXPECT_EQ(QuilConfig::GetInstance()->sidByUser["Default"], "sid-d");
 }
 

@@ -75,9 +75,10 @@ TEST_F(LoginHandlerTest, SuccessRegistersTheNewSessionAndRetriesTheAccount) {
     QuilConfig::GetInstance()->RegisterMultiAccountSession("alice", "sid-1", "uid-1");
     Park("alice", 41);
     LoginHandler::GetHandler("alice")->onLoginSuccess();
-    EXPECT_TRUE(ServiceTestHost::Log().Has("updateSessionInfo userInfo: alice, sid: sid-2, uid: uid-2",
-                                           QUIL_LOG_INFO));
-    EXPECT_TRUE(ServiceTestHost::Log().Has("onLoginSuccess, retryAllRequest: alice", QUIL_LOG_INFO));
+    EXPECT_TRUE(ServiceTestHost::Log().Has(
+        "updateSessionInfo userInfo: alice, sid: sid-2, uid: uid-2", QUIL_LOG_INFO));
+    EXPECT_TRUE(
+        ServiceTestHost::Log().Has("onLoginSuccess, retryAllRequest: alice", QUIL_LOG_INFO));
     EXPECT_EQ(QuilConfig::GetInstance()->GetSid("alice"), "sid-2");
     EXPECT_EQ(QuilConfig::GetInstance()->GetUid("alice"), "uid-2");
     EXPECT_TRUE(ServiceTestHost::Log().Has(
@@ -149,7 +150,8 @@ TEST_F(LoginHandlerTest, AContextThatThrowsIsLoggedAndTheAccountIsStillRetried) 
     Park("alice", 44);
     LoginHandler::GetHandler("alice")->onLoginSuccess();
     EXPECT_TRUE(ServiceTestHost::Log().Has("updateSessionInfo error", QUIL_LOG_ERROR));
-    EXPECT_TRUE(ServiceTestHost::Log().Has("onLoginSuccess, retryAllRequest: alice", QUIL_LOG_INFO));
+    EXPECT_TRUE(
+        ServiceTestHost::Log().Has("onLoginSuccess, retryAllRequest: alice", QUIL_LOG_INFO));
     ASSERT_TRUE(recorder.WaitFor(1));
     EXPECT_EQ(recorder.Deliveries()[0].retCode, "SUCCESS");
 }

@@ -46,7 +46,9 @@ protected:
         return request;
     }
 
-    void Park(const std::string& userInfo, int id) { RequestPool::addToRequestPool(Make(userInfo, id)); }
+    void Park(const std::string& userInfo, int id) {
+        RequestPool::addToRequestPool(Make(userInfo, id));
+    }
 
     // The ids of the retries that the log shows, in order.
     static std::vector<int> RetriedIds() {

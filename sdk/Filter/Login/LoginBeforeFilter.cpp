@@ -41,8 +41,8 @@ void LoginBeforeFilter::HandleRequest(QuilRequest* request, FilterResult* result
     if (!context->sid.empty()) {
         // The text names three strings; the sid fills the last two.
         QUIL_LOG(QUIL_LOG_INFO, "request need login, userInfo: %s, loginContext :%s %s %s, id: %d",
-                 userInfo.c_str(), context->uid.c_str(), context->sid.c_str(),
-                 context->sid.c_str(), id);
+                 userInfo.c_str(), context->uid.c_str(), context->sid.c_str(), context->sid.c_str(),
+                 id);
         config->RegisterMultiAccountSession(userInfo, context->sid, context->uid);
         result->code = 0;
         return;
