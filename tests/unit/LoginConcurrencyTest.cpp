@@ -8,7 +8,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
+#include <cstdint>
+#include <iostream>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -187,7 +188,8 @@ TEST(LoginConcurrency, EveryWaitingCallEndsOnceWhileLoginsAndSessionsChange) {
     for (int index = 0; index < kCalls; ++index) {
         withdrawn += outcomes->withdrawn[index].load();
     }
-    std::printf("%d asynchronous calls, %d withdrawn, %zu logins\n", outcomes->asyncCalls.load(),
-                withdrawn, login.LoginCount());
+    // What the soak covered, for whoever reads the output.
+    std::cout << outcomes->asyncCalls.load() << " asynchronous calls, " << withdrawn
+              << " withdrawn, " << login.LoginCount() << " logins" << std::endl;
     QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
 }
