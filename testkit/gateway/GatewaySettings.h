@@ -24,6 +24,23 @@ enum class DispatchSignMode {
     kMissing,  // no "x-zn-sign" line
 };
 
+// One scripted answer of the dispatch service, used by one call (or times calls). What it
+// leaves unset comes from the settings: entries, code and sign mode. The request's form and
+// sign are still checked; a refusal keeps its own code but waits the delay too.
+struct ScriptedDispatchAnswer {
+    int delayMs = 0;           // wait this long before answering: holds a request in flight
+    int status = 200;          // any other status answers with no header and no body
+    bool hasCode = false;      // code replaces the settings' "x-zn-code"
+    std::string code;
+    bool hasSignMode = false;  // signMode replaces the settings' sign mode
+    DispatchSignMode signMode = DispatchSignMode::kValid;
+    bool hasEntries = false;   // entries replace the settings' "dns" entries
+    std::vector<DispatchEntry> entries;
+    bool hasText = false;      // text is the decoded answer instead of the "dns" JSON
+    std::string text;
+    int times = 1;             // how many calls this answer serves; -1 every call from then on
+};
+
 class GatewaySettings {
 public:
     GatewaySettings() = default;
@@ -71,6 +88,10 @@ public:
     std::string DispatchCode() const;
     void SetDispatchSignMode(DispatchSignMode mode) { dispatchSignMode_ = mode; }
     DispatchSignMode GetDispatchSignMode() const { return dispatchSignMode_; }
+    // Appends answers to the dispatch script; each call takes the next one.
+    void AddDispatchScript(const std::vector<ScriptedDispatchAnswer>& answers);
+    // Takes the next scripted dispatch answer, if any, using up one of its times.
+    bool TakeDispatchScripted(ScriptedDispatchAnswer* answer);
 
     // Adds what the scenario holds: its scripts are appended, sessions and APIs added, dns
     // entries and the ombrel switch replaced when present.
@@ -91,6 +112,7 @@ private:
     std::map<std::string, std::deque<ScriptedAnswer>> scripts_;
     std::vector<DispatchEntry> dispatchEntries_;
     std::string dispatchCode_ = "1000";
+    std::deque<ScriptedDispatchAnswer> dispatchScript_;
 };
 
 }  // namespace quil
