@@ -76,7 +76,7 @@ TEST_F(Dispatch, ASignedRequestFillsTheTableAndUpdatesConsumeItFromTheEnd) {
                                   "120.2&&WIFI&&pc&&&&" +
                                       form.at("t") + "&4.0&sec");
 
-    EXPECT_EQ(DispatchE2eHost::Lookup(kDomain), "10.0.0.3");
+    EXPECT_EQ(host.LookupStored(kDomain), "10.0.0.3");
     zentUpdateStrategy(kDomain);
     EXPECT_EQ(DispatchE2eHost::Lookup(kDomain), "10.0.0.2");
     zentUpdateStrategy(kDomain);
@@ -105,7 +105,7 @@ TEST_F(Dispatch, AWrongCodeOrSignLeavesTheTableUnchanged) {
     EXPECT_FALSE(host.Log().Has("ZENT json parse success"));
     // The table still has no entry: the third request, the last of the process, fills it.
     RequestAndWait(kDomain, 3);
-    EXPECT_EQ(DispatchE2eHost::Lookup(kDomain), "10.0.0.3");
+    EXPECT_EQ(host.LookupStored(kDomain), "10.0.0.3");
 }
 
 TEST_F(Dispatch, TheFourthRequestOfTheProcessIsNeverSent) {
@@ -155,7 +155,7 @@ TEST_F(Dispatch, AProcessWhoseFirstUseIsADispatchSendsItUnsigned) {
     // Once a call has started the bridge, the next request is signed and accepted.
     ASSERT_TRUE(host.CallGateway());
     RequestAndWait(kDomain, 2);
-    EXPECT_EQ(DispatchE2eHost::Lookup(kDomain), "10.0.0.3");
+    EXPECT_EQ(host.LookupStored(kDomain), "10.0.0.3");
 }
 
 }  // namespace

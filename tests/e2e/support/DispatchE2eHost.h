@@ -38,6 +38,10 @@ public:
     // The address the table gives for domain now ("" for none).
     static std::string Lookup(const std::string& domain);
 
+    // After a successful request: looks domain up until a lookup is answered from the table
+    // (the success line is logged just before the answer is stored) and gives that answer.
+    std::string LookupStored(const std::string& domain);
+
     // Waits until the request for the number-th time is over on the client's side: its log
     // line of success or failure has been written (count lines in all).
     bool WaitForOutcomes(std::size_t count);
