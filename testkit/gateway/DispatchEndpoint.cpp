@@ -92,8 +92,9 @@ EmulatorAnswer DispatchEndpoint::Decide(ReceivedRequest& request,
     if (scripted != nullptr && scripted->hasText) {
         text = scripted->text;
     } else {
-        text = AnswerText(scripted != nullptr && scripted->hasEntries ? scripted->entries
-                                                                      : settings_.DispatchEntries());
+        text =
+            AnswerText(scripted != nullptr && scripted->hasEntries ? scripted->entries
+                                                                   : settings_.DispatchEntries());
     }
     answer.status = 200;
     answer.code =

@@ -28,17 +28,17 @@ enum class DispatchSignMode {
 // leaves unset comes from the settings: entries, code and sign mode. The request's form and
 // sign are still checked; a refusal keeps its own code but waits the delay too.
 struct ScriptedDispatchAnswer {
-    int delayMs = 0;           // wait this long before answering: holds a request in flight
-    int status = 200;          // any other status answers with no header and no body
-    bool hasCode = false;      // code replaces the settings' "x-zn-code"
+    int delayMs = 0;       // wait this long before answering: holds a request in flight
+    int status = 200;      // any other status answers with no header and no body
+    bool hasCode = false;  // code replaces the settings' "x-zn-code"
     std::string code;
     bool hasSignMode = false;  // signMode replaces the settings' sign mode
     DispatchSignMode signMode = DispatchSignMode::kValid;
-    bool hasEntries = false;   // entries replace the settings' "dns" entries
+    bool hasEntries = false;  // entries replace the settings' "dns" entries
     std::vector<DispatchEntry> entries;
-    bool hasText = false;      // text is the decoded answer instead of the "dns" JSON
+    bool hasText = false;  // text is the decoded answer instead of the "dns" JSON
     std::string text;
-    int times = 1;             // how many calls this answer serves; -1 every call from then on
+    int times = 1;  // how many calls this answer serves; -1 every call from then on
 };
 
 class GatewaySettings {

@@ -20,16 +20,17 @@ const char kDomain[] = "gw.quil.example";
 
 // The keys the emulator rebuilds the signed text from, with the signature beside them.
 const std::vector<std::string> kFormKeys = {
-    "appName", "appVersion", "appkey",    "bssid",  "channel",         "deviceId", "domain",
-    "lat",     "lng",        "machine",   "netType", "other",          "platform", "platformVersion",
-    "preIp",   "sid",        "sign",      "signType", "t",             "v"};
+    "appName", "appVersion", "appkey",  "bssid",    "channel", "deviceId", "domain",
+    "lat",     "lng",        "machine", "netType",  "other",   "platform", "platformVersion",
+    "preIp",   "sid",        "sign",    "signType", "t",       "v"};
 
 class Dispatch : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(host.Start());
         host.Gateway().Settings().SetDispatchEntries(
-            {{"other.quil.example", {"10.9.9.9"}}, {kDomain, {"10.0.0.1", "10.0.0.2", "10.0.0.3"}}});
+            {{"other.quil.example", {"10.9.9.9"}},
+             {kDomain, {"10.0.0.1", "10.0.0.2", "10.0.0.3"}}});
     }
 
     // Looks domain up until the lookup starts a request (a previous one may still be
@@ -72,9 +73,10 @@ TEST_F(Dispatch, ASignedRequestFillsTheTableAndUpdatesConsumeItFromTheEnd) {
     EXPECT_EQ(keys, kFormKeys);
     EXPECT_EQ(form.at("sign"), standin::Signature(DispatchE2eHost::kAppKey,
                                                   standin::kLabelUrlMethod2, received.signInput));
-    EXPECT_EQ(received.signInput, "e2e-app-key&gw.quil.example&Quil Demo&1.0&&&e2e-utdid&30.1&"
-                                  "120.2&&WIFI&&pc&&&&" +
-                                      form.at("t") + "&4.0&sec");
+    EXPECT_EQ(received.signInput,
+              "e2e-app-key&gw.quil.example&Quil Demo&1.0&&&e2e-utdid&30.1&"
+              "120.2&&WIFI&&pc&&&&" +
+                  form.at("t") + "&4.0&sec");
 
     EXPECT_EQ(host.LookupStored(kDomain), "10.0.0.3");
     zentUpdateStrategy(kDomain);

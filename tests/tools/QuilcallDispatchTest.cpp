@@ -34,8 +34,10 @@ protected:
     // is the test one) and as that dispatch host's port 80, then args.
     ChildResult Run(std::vector<std::string> args) {
         std::vector<std::string> all = {
-            "--env", "online", "--host", host_, "--appkey", kAppKey, "--connect-to",
-            std::string(QUIL_TEST_DISPATCH_HOST) + ":80:" + host_};
+            "--env",        "online",
+            "--host",       host_,
+            "--appkey",     kAppKey,
+            "--connect-to", std::string(QUIL_TEST_DISPATCH_HOST) + ":80:" + host_};
         all.insert(all.end(), args.begin(), args.end());
         ChildResult result = RunChild(QUILCALL_PATH, all, {});
         EXPECT_TRUE(result.started);
@@ -56,7 +58,8 @@ protected:
 };
 
 bool EndsWith(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 TEST_F(QuilcallDispatch, AfterACallTheSignedRequestGivesTheLastAddress) {
@@ -100,13 +103,13 @@ TEST_F(QuilcallDispatch, ADispatchWithoutACallGoesUnsignedAndIsRefused) {
 TEST_F(QuilcallDispatch, ADomainTheServiceDoesNotNameHasNoAddress) {
     const ChildResult result = Run({"e2e.echo", "1.0", "--dispatch", "other.example"});
     EXPECT_EQ(result.exitCode, 2);
-    EXPECT_TRUE(EndsWith(result.out, "\ndispatch other.example: no address (the service named none)\n"))
+    EXPECT_TRUE(
+        EndsWith(result.out, "\ndispatch other.example: no address (the service named none)\n"))
         << result.out;
 }
 
 TEST_F(QuilcallDispatch, LogLinesAreForwardedFromTheChosenLevel) {
-    const ChildResult result =
-        Run({"--log-level", "3", "--dispatch", "gw.quil.example"});
+    const ChildResult result = Run({"--log-level", "3", "--dispatch", "gw.quil.example"});
     EXPECT_NE(result.err.find("ZENT request failed, responseHeader[x-zn-code]: 4001"),
               std::string::npos)
         << result.err;

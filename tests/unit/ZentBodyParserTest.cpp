@@ -37,8 +37,8 @@ TEST(ZentBodyParser, AHostMatchesOnlyInFullLengthAndBytes) {
 }
 
 TEST(ZentBodyParser, AnAnswerNamingOnlyOtherHostsOrNoneParsesToASpentStrategy) {
-    for (const char* text : {"{\"dns\":[{\"host\":\"x\",\"ips\":[\"1\"]}]}", "{\"dns\":[]}",
-                             "{}", "{\"dns\":{}}", "{\"dns\":\"text\"}", "[1,2]", "\"text\"",
+    for (const char* text : {"{\"dns\":[{\"host\":\"x\",\"ips\":[\"1\"]}]}", "{\"dns\":[]}", "{}",
+                             "{\"dns\":{}}", "{\"dns\":\"text\"}", "[1,2]", "\"text\"",
                              "{\"dns\":[{\"host\":\"d.example\",\"ips\":[]}]}",
                              "{\"dns\":[{\"host\":\"d.example\"}]}"}) {
         ZentInfo info;

@@ -169,7 +169,8 @@ TEST_F(ZentDispatcherTest, AWrongCodeLeavesNoEntrySoALaterLookupMayTryAgain) {
 }
 
 TEST_F(ZentDispatcherTest, AMissingServerSignEndsTheAttempt) {
-    client().Enqueue(DispatchTestHost::Answer(DispatchTestHost::DnsText(kDomain, {"1"}), "1000", ""));
+    client().Enqueue(
+        DispatchTestHost::Answer(DispatchTestHost::DnsText(kDomain, {"1"}), "1000", ""));
     RequestAndWait(kDomain, 1);
     EXPECT_TRUE(log().Has("ZENT request failed, server sign is null", 3));
     EXPECT_FALSE(dispatcher->HasEntry(kDomain));

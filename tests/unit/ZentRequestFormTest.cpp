@@ -26,10 +26,10 @@ TEST(ZentRequestForm, TheTwelveFilledParametersCarryTheConfiguration) {
     const ZentRequestForm::Params params =
         ZentRequestForm::BuildParams(SampleClient(), "gw.quil.example", 1700000000);
     const ZentRequestForm::Params expected = {
-        {"appName", "Quil Demo"}, {"appVersion", "1.0"},    {"appkey", "12345678"},
+        {"appName", "Quil Demo"}, {"appVersion", "1.0"},         {"appkey", "12345678"},
         {"deviceId", "utdid-1"},  {"domain", "gw.quil.example"}, {"lat", "30.1"},
-        {"lng", "120.2"},         {"netType", "WIFI"},      {"platform", "pc"},
-        {"signType", "sec"},      {"t", "1700000000"},      {"v", "4.0"}};
+        {"lng", "120.2"},         {"netType", "WIFI"},           {"platform", "pc"},
+        {"signType", "sec"},      {"t", "1700000000"},           {"v", "4.0"}};
     EXPECT_EQ(params, expected);
 }
 
@@ -40,8 +40,8 @@ TEST(ZentRequestForm, TheSignInputJoinsNineteenValuesAndCreatesTheSevenEmptyKeys
               "12345678&gw.quil.example&Quil Demo&1.0&&&utdid-1&30.1&120.2&&WIFI&&pc&&&&"
               "1700000000&4.0&sec");
     EXPECT_EQ(params.size(), 19u);
-    for (const char* key : {"bssid", "channel", "machine", "other", "platformVersion", "preIp",
-                            "sid"}) {
+    for (const char* key :
+         {"bssid", "channel", "machine", "other", "platformVersion", "preIp", "sid"}) {
         ASSERT_EQ(params.count(key), 1u) << key;
         EXPECT_EQ(params.at(key), "") << key;
     }

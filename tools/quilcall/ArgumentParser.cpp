@@ -376,8 +376,8 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
         (outcome.options.hasDispatch || !outcome.options.dispatchFailed.empty())) {
         return UsageError("--json does not combine with --dispatch or --dispatch-failed");
     }
-    const bool dispatchOnly =
-        positionals.empty() && (outcome.options.hasDispatch || !outcome.options.dispatchFailed.empty());
+    const bool dispatchOnly = positionals.empty() && (outcome.options.hasDispatch ||
+                                                      !outcome.options.dispatchFailed.empty());
     if (dispatchOnly) {
         return outcome;
     }

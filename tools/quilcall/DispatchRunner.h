@@ -15,8 +15,8 @@
 namespace quil {
 
 struct DispatchOutcome {
-    std::string text;           // the lines to print, each ending in a line feed
-    bool hasAddress = false;    // the last lookup of the domain gave an address
+    std::string text;         // the lines to print, each ending in a line feed
+    bool hasAddress = false;  // the last lookup of the domain gave an address
 };
 
 // forward receives the SDK's lines at or above forwardLevel (null: none). limit bounds the

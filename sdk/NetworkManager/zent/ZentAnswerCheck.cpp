@@ -5,8 +5,6 @@
 #include "IQuilSign.h"
 #include "QuilLogger.h"
 
-constexpr char ZentAnswerCheck::kSuccessCode[];
-
 ZentAnswerCheck::Headers ZentAnswerCheck::SplitHeaders(const std::string& header) {
     Headers headers;
     std::string::size_type start = 0;

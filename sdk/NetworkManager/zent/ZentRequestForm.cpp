@@ -60,8 +60,8 @@ bool ZentRequestForm::MakeUrl(const std::string& host, const Params& params, std
     char buffer[kUrlBufferSize];
     const int needed = std::snprintf(
         buffer, sizeof(buffer), "http://%s:%d%s?appkey=%s&v=%s&deviceId=%s&platform=%s",
-        host.c_str(), kPort, "/zent/mobileDispatch", value("appkey").c_str(),
-        value("v").c_str(), value("deviceId").c_str(), value("platform").c_str());
+        host.c_str(), kPort, "/zent/mobileDispatch", value("appkey").c_str(), value("v").c_str(),
+        value("deviceId").c_str(), value("platform").c_str());
     // A cut URL would reach some other resource; refusing is the only safe reading.
     if (needed < 0 || needed >= kUrlBufferSize) {
         url->clear();

@@ -42,8 +42,8 @@ bool DispatchE2eHost::Start() {
     CurlHttpClientOptions options;
     options.connectTimeoutMs = 5000;
     options.totalTimeoutMs = 20000;
-    options.connectTo = {std::string(kDispatchHost) + ":80:127.0.0.1:" +
-                         std::to_string(gateway_.Port())};
+    options.connectTo = {std::string(kDispatchHost) +
+                         ":80:127.0.0.1:" + std::to_string(gateway_.Port())};
     curl_ = std::make_unique<CurlHttpClient>(options);
     QuilConfig* config = QuilConfig::GetInstance();
     config->RegisterQuilLog(&log_);
