@@ -379,13 +379,3 @@ TEST_F(ZentDispatcherTest, TheAnswerMakesSureTheServiceBridgeHasStarted) {
     RequestAndWait(kDomain, 1);
     EXPECT_EQ(sign().StartCount(), 1u);
 }
-
-TEST_F(ZentDispatcherTest, ARequestIsQueuedUnderTheTaskNameZent) {
-    client().CloseGate();
-    std::string ip;
-    zentDomainDispatch(kDomain, ip);
-    ASSERT_TRUE(client().WaitForSends(1));
-    client().OpenGate();
-    ASSERT_TRUE(DispatchTestHost::WaitForRequestsDone(1));
-    EXPECT_TRUE(log().Has("ZENT request for domain: gw.quil.example"));
-}

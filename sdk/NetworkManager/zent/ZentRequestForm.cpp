@@ -1,6 +1,6 @@
 #include "ZentRequestForm.h"
 
-#include <cstdio>
+#include <utility>
 
 #include "QuilBuildConfig.h"
 #include "UrlEncode.h"
@@ -53,22 +53,22 @@ std::string ZentRequestForm::HostFor(int32_t environment) {
 }
 
 bool ZentRequestForm::MakeUrl(const std::string& host, const Params& params, std::string* url) {
+    // Each value as a C string would give it: up to its first zero byte.
     auto value = [&params](const char* key) {
         auto found = params.find(key);
-        return found == params.end() ? std::string() : found->second;
+        return found == params.end() ? std::string() : std::string(found->second.c_str());
     };
-    char buffer[kUrlBufferSize];
-    const int needed = std::snprintf(
-        buffer, sizeof(buffer), "http://%s:%d%s?appkey=%s&v=%s&deviceId=%s&platform=%s",
-        host.c_str(), kPort, "/zent/mobileDispatch", value("appkey").c_str(), value("v").c_str(),
-        value("deviceId").c_str(), value("platform").c_str());
-    // A cut URL would reach some other resource; refusing is the only safe reading.
-    if (needed < 0 || needed >= kUrlBufferSize) {
+    std::string text = "http://" + std::string(host.c_str()) + ":" + std::to_string(kPort) +
+                       "/zent/mobileDispatch?appkey=" + value("appkey") + "&v=" + value("v") +
+                       "&deviceId=" + value("deviceId") + "&platform=" + value("platform");
+    // The URL is made in a buffer of kUrlBufferSize bytes, terminator included. A cut URL
+    // would reach some other resource; refusing is the only safe reading of one that does not
+    // fit.
+    if (text.size() >= static_cast<std::size_t>(kUrlBufferSize)) {
         url->clear();
         return false;
     }
-    // The text ends at the first zero byte, as a C buffer would.
-    url->assign(buffer);
+    *url = std::move(text);
     return true;
 }
 
