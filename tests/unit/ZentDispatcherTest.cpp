@@ -379,3 +379,19 @@ TEST_F(ZentDispatcherTest, TheAnswerMakesSureTheServiceBridgeHasStarted) {
     RequestAndWait(kDomain, 1);
     EXPECT_EQ(sign().StartCount(), 1u);
 }
+
+// The exported lookup is the first use of the dispatcher in this process: building it under
+// the lookup must not wait on the lock the lookup holds.
+TEST(ZentDispatcherFirstUse, TheFirstLookupOfTheProcessBuildsTheDispatcher) {
+    QuilConfig* config = QuilConfig::GetInstance();
+    config->RegisterQuilLog(&ServiceTestHost::Log());
+    config->SetQuilLogLevel(QUIL_LOG_VERBOSE);
+    config->appKey = "12345678";
+    std::string ip = "unset";
+    zentDomainDispatch("", ip);
+    EXPECT_EQ(ip, "");
+    EXPECT_TRUE(ServiceTestHost::Log().Has("ZENT dispatch domain null", 2));
+    zentUpdateStrategy("h.example");
+    EXPECT_TRUE(ServiceTestHost::Log().Has("ZENT update strategy", 1));
+    config->RegisterQuilLog(nullptr);
+}
