@@ -222,6 +222,19 @@ TEST_F(ZentDispatcherTest, AnAnswerWithANonTextAddressIsRefusedOnTheWorker) {
     EXPECT_FALSE(dispatcher->RequestRunning());
 }
 
+TEST_F(ZentDispatcherTest, AnAnswerDecodingToMoreThan8192BytesIsReadWhole) {
+    std::vector<std::string> ips;
+    for (int i = 0; i < 1000; ++i)
+        ips.push_back("10.0." + std::to_string(i / 250) + "." + std::to_string(i % 250));
+    const std::string text = DispatchTestHost::DnsText(kDomain, ips);
+    ASSERT_GT(text.size(), 8192u);
+    client().Enqueue(DispatchTestHost::Answer(text));
+    RequestAndWait(kDomain, 1);
+    EXPECT_EQ(sign().Calls().at(1).data, text);
+    ASSERT_NE(dispatcher->Strategy(kDomain), nullptr);
+    EXPECT_EQ(dispatcher->Strategy(kDomain)->ips, ips);
+}
+
 TEST_F(ZentDispatcherTest, AnAnswerNamingOnlyOtherHostsLeavesASpentEntry) {
     client().Enqueue(DispatchTestHost::Answer(DispatchTestHost::DnsText("other.example", {"9"})));
     RequestAndWait(kDomain, 1);
