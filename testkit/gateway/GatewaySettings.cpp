@@ -129,6 +129,9 @@ void GatewaySettings::Apply(const GatewayScenario& scenario) {
     if (scenario.hasDispatchEntries) {
         SetDispatchEntries(scenario.dispatchEntries);
     }
+    if (!scenario.dispatchScript.empty()) {
+        AddDispatchScript(scenario.dispatchScript);
+    }
     if (scenario.hasEchoOmbrel) {
         SetEchoOmbrel(scenario.echoOmbrel);
     }

@@ -17,30 +17,6 @@
 
 namespace quil {
 
-// How the dispatch service signs its answer.
-enum class DispatchSignMode {
-    kValid,    // "x-zn-sign" is the signature of the decoded answer
-    kWrong,    // "x-zn-sign" is a well-formed signature of some other text
-    kMissing,  // no "x-zn-sign" line
-};
-
-// One scripted answer of the dispatch service, used by one call (or times calls). What it
-// leaves unset comes from the settings: entries, code and sign mode. The request's form and
-// sign are still checked; a refusal keeps its own code but waits the delay too.
-struct ScriptedDispatchAnswer {
-    int delayMs = 0;       // wait this long before answering: holds a request in flight
-    int status = 200;      // any other status answers with no header and no body
-    bool hasCode = false;  // code replaces the settings' "x-zn-code"
-    std::string code;
-    bool hasSignMode = false;  // signMode replaces the settings' sign mode
-    DispatchSignMode signMode = DispatchSignMode::kValid;
-    bool hasEntries = false;  // entries replace the settings' "dns" entries
-    std::vector<DispatchEntry> entries;
-    bool hasText = false;  // text is the decoded answer instead of the "dns" JSON
-    std::string text;
-    int times = 1;  // how many calls this answer serves; -1 every call from then on
-};
-
 class GatewaySettings {
 public:
     GatewaySettings() = default;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "ScriptedHttpClient.h"
 #include "ServiceTestHost.h"

@@ -7,6 +7,8 @@
 #include <map>
 #include <memory>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "DispatchEndpoint.h"
 #include "GatewayEmulator.h"
@@ -249,6 +251,49 @@ TEST_F(GatewayDispatchTest, AScriptedDelayHoldsTheRequestInFlightUntilStopped) {
     emulator_->Stop();
     client.join();
     EXPECT_TRUE(done.load());
+}
+
+TEST_F(GatewayDispatchTest, AScenarioScriptsTheDispatchService) {
+    std::string error;
+    ASSERT_TRUE(emulator_->LoadScenarioText(
+        R"({"dispatchScript": [{"code": "01000"},
+                               {"sign": "wrong", "dns": [{"host": "a.example", "ips": ["1"]}]},
+                               {"text": "raw", "sign": "missing", "times": 2}]})",
+        &error))
+        << error;
+    EXPECT_EQ(Send(Wire(SignedForm())).Header("x-zn-code"), "01000");
+    const RawHttpResponse wrong = Send(Wire(SignedForm()));
+    EXPECT_EQ(Base64Decode(wrong.body), "{\"dns\":[{\"host\":\"a.example\",\"ips\":[\"1\"]}]}");
+    EXPECT_NE(wrong.Header("x-zn-sign"),
+              standin::Signature(kAppKey, standin::kLabelUrlMethod2, Base64Decode(wrong.body)));
+    for (int i = 0; i < 2; ++i) {
+        const RawHttpResponse raw = Send(Wire(SignedForm()));
+        EXPECT_EQ(Base64Decode(raw.body), "raw");
+        EXPECT_FALSE(raw.HasHeader("x-zn-sign"));
+    }
+    EXPECT_EQ(
+        Send(Wire(SignedForm())).Header("x-zn-sign"),
+        standin::Signature(kAppKey, standin::kLabelUrlMethod2,
+                           DispatchEndpoint::AnswerText(emulator_->Settings().DispatchEntries())));
+}
+
+TEST(GatewayDispatchScript, BadScriptsAreRefusedWithAMessage) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {R"({"dispatchScript": {}})", "\"dispatchScript\" must be an array"},
+        {R"({"dispatchScript": [1]})", "dispatchScript: a dispatch answer must be an object"},
+        {R"({"dispatchScript": [{"sign": "maybe"}]})",
+         "dispatchScript: \"sign\" must be \"valid\", \"wrong\" or \"missing\""},
+        {R"({"dispatchScript": [{"code": 1000}]})", "dispatchScript: \"code\" must be a string"},
+        {R"({"dispatchScript": [{"dns": [{"host": "h", "ips": [1]}]}]})",
+         "dispatchScript: \"ips\" must be an array of strings"},
+        {R"({"dispatchScript": [{"delayMs": -1}]})",
+         "dispatchScript: \"delayMs\", \"times\" or \"status\" out of range"}};
+    for (const auto& item : cases) {
+        GatewayScenario scenario;
+        std::string error;
+        EXPECT_FALSE(ParseGatewayScenario(item.first, &scenario, &error)) << item.first;
+        EXPECT_EQ(error, item.second);
+    }
 }
 
 TEST(GatewayDispatchAnswer, NoEntriesGiveAnEmptyDnsArray) {
