@@ -25,3 +25,4 @@
 #include "QuilVersion.h"
 #include "RemoteLogin.h"
 #include "RetInfo.h"
+#include "ZentDispatch.h"

@@ -1,5 +1,6 @@
 #include "RecordingLog.h"
 
+// Through the public configuration only, so that end-to-end hosts can share this fake.
 #include "QuilConfig.h"
 
 namespace quil {
