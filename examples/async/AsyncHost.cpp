@@ -6,8 +6,9 @@
 //
 // LOGIN_SID is the session that the host's login ends with (the gateway must know it).
 // Prints one line per call, "API: RETCODE", in the order of the API names, then the number of
-// logins. Exit code 0 when both calls succeeded, 1 when one did not, 2 when an answer did not
-// come within 30 seconds or a call could not be queued, 64 on a usage error.
+// logins; the SDK's log lines from QUIL_LOG_WARN up go to standard error. Exit code 0 when both
+// calls succeeded, 1 when one did not, 2 when an answer did not come within 30 seconds or a
+// call could not be queued, 64 on a usage error.
 #include <QuilSDK.h>
 #include <quil/CurlHttpClient.h>
 
@@ -18,6 +19,7 @@
 #include <mutex>
 #include <string>
 
+#include "ConsoleLog.h"
 #include "HostLogin.h"
 
 namespace {
@@ -67,9 +69,13 @@ int main(int argc, char** argv) {
     static quil::CurlHttpClient* const client = new quil::CurlHttpClient();
     static HostLogin* const login = new HostLogin(argv[3], "example-uid");
     static Answers* const answers = new Answers();
+    static ConsoleLog* const log = new ConsoleLog();
 
     QuilConfig* config = QuilConfig::GetInstance();
     config->RegisterHttpClient(client);
+    // The SDK's own lines, from recoverable turns up, on standard error.
+    config->RegisterQuilLog(log);
+    config->SetQuilLogLevel(QUIL_LOG_WARN);
     config->dailyHost = argv[1];
     config->appKey = argv[2];
     if (argc == 5) {

@@ -67,6 +67,12 @@ TEST_F(ExampleHosts, AsyncHostLogsInForTheCallThatNeedsASessionAndBothSucceed) {
         }
     }
     EXPECT_EQ(profiles, 1);
+    // The host's log sink saw why the call waited: it was the second one queued.
+    EXPECT_NE(result.err.find("quilsdk ERROR LoginBeforeFilter.cpp:"), std::string::npos)
+        << result.err;
+    EXPECT_NE(result.err.find(" HandleRequest: request need login, but session invalid, id: 2\n"),
+              std::string::npos)
+        << result.err;
 }
 
 TEST_F(ExampleHosts, AsyncHostWithTooFewArgumentsIsAUsageError) {
