@@ -30,6 +30,7 @@ appkey="demo-app-key"
 dispatch_host="$(sed -n 's/^QUIL_DISPATCH_HOST_DAILY:STRING=//p' "$build/CMakeCache.txt")"
 work="$(mktemp -d)"
 gate_pids=()
+started_address=""
 
 stop_emulators() {
   local pid
@@ -68,10 +69,12 @@ cat >"$work/scenario.json" <<'JSON'
 }
 JSON
 
-# start_emulator NAME QUILGATE_ARGS...: starts quilgate on a free port and sets address_NAME.
+# start_emulator NAME QUILGATE_ARGS...: starts quilgate on a free port and sets started_address.
 start_emulator() {
   local name="$1" address=""
   shift
+  # Made here, not by the background redirection, so that it exists when it is first read.
+  : >"$work/quilgate-$name.out"
   "$quilgate" --port 0 --appkey "$appkey" "$@" >"$work/quilgate-$name.out" 2>&1 &
   local pid=$!
   gate_pids+=("$pid")
@@ -89,15 +92,17 @@ start_emulator() {
     cat "$work/quilgate-$name.out" >&2
     exit 1
   fi
-  printf -v "address_$name" '%s' "$address"
+  started_address="$address"
 }
 
 start_emulator main --session demo-sid --session demo-login-sid \
   --need-session demo.user.profile --dns gw.demo.example=10.0.0.1,10.0.0.2 \
   --scenario "$work/scenario.json"
+address_main="$started_address"
 echo "demo: gateway emulator listening on $address_main (app key $appkey)"
 # A second gateway whose clock runs two hours ahead of this machine's.
 start_emulator ahead --clock-offset 7200
+address_ahead="$started_address"
 echo "demo: a gateway two hours ahead listening on $address_ahead"
 
 failed=0
@@ -127,7 +132,7 @@ run_step() {
     echo "!! step $step exited $code, expected $expected; its standard error:"
     cat "$work/step$step.err"
     failed=$((failed + 1))
-  elif ! cat "$work/step$step.out" "$work/step$step.err" | grep -qF -- "$text"; then
+  elif ! grep -qF -- "$text" "$work/step$step.out" "$work/step$step.err"; then
     echo "!! step $step did not say \"$text\"; its standard error:"
     cat "$work/step$step.err"
     failed=$((failed + 1))
