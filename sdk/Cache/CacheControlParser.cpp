@@ -16,8 +16,8 @@ void CacheControlParser::Parse(const std::string& value, int32_t* maxAge, bool* 
         if (piece.find(kMaxAge) != 0) {
             // A piece shorter than the offset has no text there; it reads as an empty text,
             // like a piece of exactly eight bytes, instead of failing.
-            std::string number = piece.size() > kNumberOffset ? piece.substr(kNumberOffset)
-                                                              : std::string();
+            std::string number =
+                piece.size() > kNumberOffset ? piece.substr(kNumberOffset) : std::string();
             *maxAge = CacheNumber::Read(number);
         } else if (piece == "of=on") {
             *offline = true;

@@ -97,7 +97,8 @@ bool CacheManagerImpl::putCache(std::string key, std::string block, QuilResponse
     reader.parse(record->body, root);
     std::string api = MemberText(root, "api");
     std::string version = MemberText(root, "v");
-    std::unique_ptr<ApiCacheConfig> config = ApiCacheTable::GetInstance()->Find(api + "$" + version);
+    std::unique_ptr<ApiCacheConfig> config =
+        ApiCacheTable::GetInstance()->Find(api + "$" + version);
     if (config && config->keepVersion) {
         std::string existing = queryExistRpcCacheVersion(block, key);
         if (!existing.empty()) {

@@ -13,9 +13,8 @@ std::atomic<ICacheStorage*> cacheStorage{nullptr};
 bool CacheOpenSwitch::IsOpen() { return cacheOpen.load(std::memory_order_acquire); }
 
 ICacheStorage* CacheOpenSwitch::Storage() {
-    return cacheOpen.load(std::memory_order_acquire)
-               ? cacheStorage.load(std::memory_order_acquire)
-               : nullptr;
+    return cacheOpen.load(std::memory_order_acquire) ? cacheStorage.load(std::memory_order_acquire)
+                                                     : nullptr;
 }
 
 void CacheOpenSwitch::Open(ICacheStorage* storage) {

@@ -1,5 +1,5 @@
-// ExpiredCacheParser: An expired record (status 2): the stale response is offered, and the network is still needed.
-// No state; any thread may use one.
+// ExpiredCacheParser: An expired record (status 2): the stale response is offered, and the network
+// is still needed. No state; any thread may use one.
 #pragma once
 
 #include "ICacheParser.h"

@@ -26,12 +26,12 @@ public:
     // while request or cacheManager is unset.
     std::string GetCacheBlock();
 
-    QuilRequest* request = nullptr;               // the request; not owned
-    std::unique_ptr<CacheManager> cacheManager;   // the manager that allowed the read
-    std::unique_ptr<RpcCache> rpcCache;           // the record found, or null
+    QuilRequest* request = nullptr;                   // the request; not owned
+    std::unique_ptr<CacheManager> cacheManager;       // the manager that allowed the read
+    std::unique_ptr<RpcCache> rpcCache;               // the record found, or null
     std::unique_ptr<QuilResponseImpl> cacheResponse;  // built from rpcCache, or null
-    bool requireConnection = true;                // false when the cache answers alone
-    int32_t seqNo = 0;                            // the request's id
+    bool requireConnection = true;                    // false when the cache answers alone
+    int32_t seqNo = 0;                                // the request's id
     std::string cacheKey;
     std::string cacheBlock;
 };
