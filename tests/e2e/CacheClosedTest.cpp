@@ -1,6 +1,7 @@
 // The response cache as delivered: closed. Through the shared library, on both roads, a GET
 // and a POST with cacheSwitch zero and not zero reach the gateway, and the cache leaves only
 // its filters' and its manager's entry lines.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -110,15 +111,25 @@ TEST_P(CacheClosed, TheCallReachesTheGatewayAndTheCacheOnlyLogs) {
     EXPECT_EQ(written, Expected(std::get<2>(GetParam()), id));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    BothRoadsBothMethodsBothSwitches, CacheClosed,
-    ::testing::Combine(::testing::Values(Road::Sync, Road::Async), ::testing::Values(1, 2),
-                       ::testing::Values(intptr_t(0), intptr_t(1))),
-    [](const ::testing::TestParamInfo<Case>& info) {
-        return std::string(std::get<0>(info.param) == Road::Sync ? "Sync" : "Async") +
-               (std::get<1>(info.param) == 1 ? "Get" : "Post") +
-               (std::get<2>(info.param) == 0 ? "SwitchZero" : "SwitchOn");
-    });
+// A host has no way to open the cache: the library exports no symbol of the switch or of the
+// cache's internals, while the public families stay reachable.
+TEST(CacheClosedExports, NothingThatOpensTheCacheIsExported) {
+    EXPECT_NE(dlsym(RTLD_DEFAULT, "_ZN10QuilConfig11GetInstanceEv"), nullptr);
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "_ZN15CacheOpenSwitch4OpenEP13ICacheStorage"), nullptr);
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "_ZN15CacheOpenSwitch6IsOpenEv"), nullptr);
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "_ZN13ApiCacheTable11GetInstanceEv"), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothRoadsBothMethodsBothSwitches, CacheClosed,
+                         ::testing::Combine(::testing::Values(Road::Sync, Road::Async),
+                                            ::testing::Values(1, 2),
+                                            ::testing::Values(intptr_t(0), intptr_t(1))),
+                         [](const ::testing::TestParamInfo<Case>& info) {
+                             return std::string(std::get<0>(info.param) == Road::Sync ? "Sync"
+                                                                                      : "Async") +
+                                    (std::get<1>(info.param) == 1 ? "Get" : "Post") +
+                                    (std::get<2>(info.param) == 0 ? "SwitchZero" : "SwitchOn");
+                         });
 
 }  // namespace
 }  // namespace test

@@ -25,8 +25,9 @@ namespace {
 using ResponsePtr = std::unique_ptr<QuilResponse>;
 
 const char kApi[] = "mtop.cache.items";
-const char kBody[] = "{\"api\":\"mtop.cache.items\",\"v\":\"1.0\",\"data\":{\"n\":1},"
-                     "\"ret\":[\"SUCCESS::call ok\"]}";
+const char kBody[] =
+    "{\"api\":\"mtop.cache.items\",\"v\":\"1.0\",\"data\":{\"n\":1},"
+    "\"ret\":[\"SUCCESS::call ok\"]}";
 
 quil::GatewayEmulatorOptions Options() {
     quil::GatewayEmulatorOptions options;
