@@ -2,6 +2,7 @@
 // closed as delivered, and opened through the internal switch over a recording storage.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <string>
 
