@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "E2eHost.h"
-#include "LogRecorder.h"
+#include "RecordingLog.h"
 
 namespace quil {
 namespace test {
@@ -52,14 +52,9 @@ class CacheClosed : public ::testing::TestWithParam<Case> {
 protected:
     void SetUp() override {
         ASSERT_TRUE(host.Start());
-        QuilConfig::GetInstance()->RegisterQuilLog(&log);
-        QuilConfig::GetInstance()->SetQuilLogLevel(QUIL_LOG_VERBOSE);
         QuilConfig::GetInstance()->cacheSwitch = std::get<2>(GetParam());
     }
-    void TearDown() override {
-        QuilConfig::GetInstance()->cacheSwitch = 0;
-        QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-    }
+    void TearDown() override { QuilConfig::GetInstance()->cacheSwitch = 0; }
 
     ResponsePtr Call() {
         QuilRequest* request = QuilRequest::Create("e2e.echo", "1.0");
@@ -77,8 +72,9 @@ protected:
         return delivery.Wait();
     }
 
+    // Declared first, so it outlives the host, which waits for every completion.
+    ScopedRecordingLog log;
     E2eHost host;
-    LogRecorder log;
     OneDelivery delivery;
 };
 
@@ -105,8 +101,10 @@ TEST_P(CacheClosed, TheCallReachesTheGatewayAndTheCacheOnlyLogs) {
     const int id = response->GetRequest()->GetId();
 
     std::vector<std::string> written;
-    for (const RecordedLine& line : log.Containing("ache")) {
-        written.push_back(std::to_string(line.level) + " " + line.message);
+    for (const LogLine& line : log->Lines()) {
+        if (line.message.find("ache") != std::string::npos) {
+            written.push_back(std::to_string(line.level) + " " + line.message);
+        }
     }
     EXPECT_EQ(written, Expected(std::get<2>(GetParam()), id));
 }
