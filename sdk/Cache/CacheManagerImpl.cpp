@@ -62,7 +62,7 @@ bool CacheManagerImpl::isNeedWriteCache(QuilRequest* request,
     std::string cacheControl = ValueOf(own, "cache-control");
     std::string lastModified = ValueOf(own, "last-modified");
     std::string tag = ValueOf(own, "QUIL-XETag");
-    (void)lastModified;  // read as the gateway's records were written, and without effect
+    (void)lastModified;  // read with the others, and without effect on the answer
     if (!cacheControl.empty() && cacheControl != "no-cache") {
         return false;
     }
