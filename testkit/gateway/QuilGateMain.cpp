@@ -16,7 +16,7 @@ namespace {
 void PrintUsage(std::ostream& out) {
     out << "usage: quilgate [--port N] [--appkey KEY] [--clock-offset SECONDS]\n"
            "                [--skew SECONDS] [--scenario FILE] [--session SID]...\n"
-           "                [--need-session API]... [--echo-ombrel] [--no-verify]\n"
+           "                [--need-session API]... [--echo-ombrel] [--no-verify] [--gzip]\n"
            "                [--dns HOST=IP[,IP...]]...\n"
            "Serves \"/gw/<api>/<version>/\" and \"/zent/mobileDispatch\" on 127.0.0.1, prints\n"
            "\"quilgate listening on http://127.0.0.1:PORT\", and serves until SIGINT or SIGTERM.\n"
@@ -37,6 +37,8 @@ void PrintUsage(std::ostream& out) {
            "  --echo-ombrel            answer a request's \"a-ombrel-q\" header with\n"
            "                           \"a-ombrel-p\" carrying the same value\n"
            "  --no-verify              serve calls without checking their signatures\n"
+           "  --gzip                   answer gateway calls gzip-encoded when they offer gzip,\n"
+           "                           as a front server with gzip on does\n"
            "  --dns HOST=IP[,IP...]    an entry the dispatch service answers for HOST\n"
            "                           (repeatable)\n"
            "  --help                   this text, on standard output\n"
@@ -87,6 +89,8 @@ int main(int argc, char** argv) {
             return 0;
         } else if (flag == "--echo-ombrel") {
             options.echoOmbrel = true;
+        } else if (flag == "--gzip") {
+            options.gzipAnswers = true;
         } else if (flag == "--no-verify") {
             options.verifySignatures = false;
         } else if (!hasValue) {
