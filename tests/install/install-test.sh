@@ -45,6 +45,9 @@ cmake --install "$build" --prefix "$work/first" >"$work/install.log"
 cmake --install "$build" --prefix "$work/first" --component testkit >>"$work/install.log"
 mv "$work/first" "$work/prefix"
 prefix="$work/prefix"
+if grep -rl -- "$work/first" "$prefix" >"$work/pointing-back.txt"; then
+  fail "files still name the first location: $(cat "$work/pointing-back.txt")"
+fi
 for file in include/quilsdk/QuilSDK.h include/quilsdk/quil/CurlHttpClient.h bin/quilcall \
   bin/quilgate SafeGuard/OruSafePath.dll SafeGuard/OruSafeProxy.dll; do
   [ -e "$prefix/$file" ] || fail "$file is not installed"
