@@ -42,6 +42,9 @@ fi
 
 step "install into a temporary prefix, the test kit component too"
 cmake --install "$build" --prefix "$work/first" >"$work/install.log"
+# A plain install never puts the stand-in where a real deployment looks for the closed library.
+[ ! -e "$work/first/SafeGuard" ] || fail "a plain install put the stand-in into SafeGuard/"
+[ ! -e "$work/first/bin/quilgate" ] || fail "a plain install put the emulator into bin/"
 cmake --install "$build" --prefix "$work/first" --component testkit >>"$work/install.log"
 mv "$work/first" "$work/prefix"
 prefix="$work/prefix"
