@@ -4,7 +4,8 @@
 # prove nothing in it points back, then against the installed emulator:
 #   - runs the installed quilcall with no flag but host and app key (the stand-in is found
 #     through the default security path);
-#   - builds the examples as an outside project with find_package(QuilSDK) and runs them;
+#   - builds the examples as an outside project with find_package(QuilSDK) and runs them (the
+#     minimal host, the statistics sink, the asynchronous host with its login);
 #   - builds the minimal host once more with pkg-config (quilsdk and quilsdk_curl) and runs it.
 # usage: install-test.sh BUILD_DIR SOURCE_DIR CXX_COMPILER [SANITIZERS]
 # SANITIZERS (e.g. "address,undefined") are those the build was made with; the outside hosts
@@ -72,7 +73,9 @@ pkg-config --libs quilsdk_curl | grep -q -- "-lquilsdk_curl.* -lquilsdk" ||
   fail "unexpected libs: $(pkg-config --libs quilsdk_curl)"
 
 step "the installed emulator starts from the prefix"
-"$prefix/bin/quilgate" --appkey "$appkey" --port 0 >"$work/quilgate.out" 2>&1 &
+# The session the asynchronous example's login yields, and the API that needs one.
+"$prefix/bin/quilgate" --appkey "$appkey" --port 0 --session example-sid \
+  --need-session example.account.get >"$work/quilgate.out" 2>&1 &
 gate_pid=$!
 port=""
 for _ in $(seq 1 200); do
@@ -133,6 +136,10 @@ for phase in "before filters" sign compose network parse "after filters" total; 
     fail "statistics_host did not time '$phase' for both calls: $(cat "$work/statistics_host.out")"
 done
 
+expect_run async_login_host "call: queued" "login: signing in" "login: signed in as example-uid" \
+  "call: answered" "retCode: SUCCESS" -- \
+  "$work/examples/async_login_host" "$gateway" "$appkey" example-sid example-uid "$security"
+
 step "the minimal host once more, built with pkg-config"
 # shellcheck disable=SC2046
 "$cxx" -std=c++17 "${host_flags[@]}" "$source_dir/examples/minimal/MinimalHost.cpp" \
@@ -147,6 +154,6 @@ code=0
 wait "$gate_pid" || code=$?
 gate_pid=""
 [ "$code" -eq 0 ] || fail "quilgate exited with $code"
-grep -q "^quilgate stopped after 5 requests on " "$work/quilgate.out" ||
-  fail "quilgate did not serve the five calls: $(cat "$work/quilgate.out")"
+grep -q "^quilgate stopped after 6 requests on " "$work/quilgate.out" ||
+  fail "quilgate did not serve the six calls: $(cat "$work/quilgate.out")"
 echo "install-test: all passed"
