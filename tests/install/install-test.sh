@@ -139,6 +139,8 @@ done
 expect_run async_login_host "call: queued" "login: signing in" "login: signed in as example-uid" \
   "call: answered" "retCode: SUCCESS" -- \
   "$work/examples/async_login_host" "$gateway" "$appkey" example-sid example-uid "$security"
+expect_run async_host "example.item.add: SUCCESS" "example.user.profile: SUCCESS" "logins: 1" -- \
+  "$work/examples/async_host" "$gateway" "$appkey" example-sid "$security"
 
 step "the minimal host once more, built with pkg-config"
 # shellcheck disable=SC2046
