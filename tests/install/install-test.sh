@@ -156,6 +156,6 @@ code=0
 wait "$gate_pid" || code=$?
 gate_pid=""
 [ "$code" -eq 0 ] || fail "quilgate exited with $code"
-grep -q "^quilgate stopped after 6 requests on " "$work/quilgate.out" ||
-  fail "quilgate did not serve the six calls: $(cat "$work/quilgate.out")"
+grep -q "^quilgate stopped after 8 requests on " "$work/quilgate.out" ||
+  fail "quilgate did not serve the eight calls: $(cat "$work/quilgate.out")"
 echo "install-test: all passed"
