@@ -7,8 +7,11 @@
 #include "DynamicApiConfigAfterFilter.h"
 #include "ErrorCodeMappingAfterFilter.h"
 #include "MetricsEntity.h"
+#include "QuilConfig.h"
 #include "QuilLogger.h"
+#include "SecurityKolvaAfterFilter.h"
 #include "SetupRequestBeforeFilter.h"
+#include "ThresholdBeforeFilter.h"
 #include "UTAfterFilter.h"
 #include "UTBeforeFilter.h"
 #include "UTDataSet.h"
@@ -43,20 +46,24 @@ FilterManager* FilterManager::GetInstance() {
 FilterManager::FilterManager() {
     // The threshold filter is built first: the traffic-protection after filter keeps a pointer
     // to it, since bans are written on the response side and read on the request side.
-    // SLOT(threshold): std::unique_ptr<ThresholdBeforeFilter> threshold(new ThresholdBeforeFilter);
+    std::unique_ptr<ThresholdBeforeFilter> threshold(new ThresholdBeforeFilter());
+    std::unique_ptr<SecurityKolvaAfterFilter> kolva(
+        new SecurityKolvaAfterFilter(threshold.get()));
+    // The traffic-protection filter is also the default cookie storage: it goes in only where
+    // QuilConfig holds none, and the exchange loses against a host that registers its own at
+    // this very moment, so a storage the host registered stays in place. The manager lives for
+    // the process, so the pointer stays valid.
+    IQuilCookieStorage* noStorage = nullptr;
+    QuilConfig::GetInstance()->cookieStorage.compare_exchange_strong(noStorage, kolva.get());
 
     beforeFilters.emplace_back(new UTBeforeFilter());            // "b_ut"
     beforeFilters.emplace_back(new SetupRequestBeforeFilter());  // "b_setup_request"
     beforeFilters.emplace_back(nullptr);  // SLOT(login): "b_login", LoginBeforeFilter
     beforeFilters.emplace_back(nullptr);  // SLOT(cache): "b_cache", CacheBeforeFilter
-    beforeFilters.emplace_back(nullptr);  // SLOT(threshold): "b_threshold", the filter above
+    beforeFilters.emplace_back(threshold.release());  // "b_threshold"
 
-    afterFilters.emplace_back(nullptr);  // SLOT(time): "a_time_calibration"
-    // SLOT(kolva): "a_security_kolva", SecurityKolvaAfterFilter built with the threshold
-    // filter's pointer. It also offers itself as the cookie storage: when QuilConfig has none
-    // at this moment, register its IQuilCookieStorage side there; a storage the host
-    // registered earlier stays in place.
-    afterFilters.emplace_back(nullptr);
+    afterFilters.emplace_back(nullptr);           // SLOT(time): "a_time_calibration"
+    afterFilters.emplace_back(kolva.release());  // "a_security_kolva"
     afterFilters.emplace_back(nullptr);                            // SLOT(login): "a_login"
     afterFilters.emplace_back(nullptr);                            // SLOT(cache): "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"
