@@ -6,7 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "FakeCookieStorage.h"
 #include "MetricsEntity.h"
+#include "QuilConfig.h"
+#include "SecurityKolvaAfterFilter.h"
 #include "QuilRequestImpl.h"
 #include "QuilResponseImpl.h"
 #include "RecordingLog.h"
@@ -88,6 +91,28 @@ TEST(FilterManager, FixedChainsHoldTheirFiltersAtTheirPositions) {
         "", "a_security_kolva", "", "", "a_dynamic_api_config", "", "a_errorcode_mapping", "a_ut"};
     EXPECT_EQ(manager->BeforeFilterNames(), expectedBefore);
     EXPECT_EQ(manager->AfterFilterNames(), expectedAfter);
+}
+
+TEST(FilterManager, TheTrafficFilterBecomesTheCookieStorageWhenTheHostHasNone) {
+    ASSERT_EQ(QuilConfig::GetInstance()->cookieStorage.load(), nullptr);
+    FilterManager::GetInstance();
+    IQuilCookieStorage* storage = QuilConfig::GetInstance()->cookieStorage.load();
+    ASSERT_NE(storage, nullptr);
+    EXPECT_NE(dynamic_cast<SecurityKolvaAfterFilter*>(storage), nullptr);
+}
+
+TEST(FilterManager, ACookieStorageTheHostRegisteredEarlierStaysInPlace) {
+    quil::test::FakeCookieStorage host("a=b");
+    QuilConfig::GetInstance()->RegisterCookieStorage(&host);
+    FilterManager::GetInstance();
+    EXPECT_EQ(QuilConfig::GetInstance()->cookieStorage.load(), &host);
+}
+
+TEST(FilterManager, ACookieStorageTheHostRegistersLaterReplacesTheDefault) {
+    FilterManager::GetInstance();
+    quil::test::FakeCookieStorage host("a=b");
+    QuilConfig::GetInstance()->RegisterCookieStorage(&host);
+    EXPECT_EQ(QuilConfig::GetInstance()->cookieStorage.load(), &host);
 }
 
 TEST(FilterManager, DoBeforeRunsEveryFilterInOrderAndReturnsCodeZero) {
