@@ -4,7 +4,9 @@ namespace quil {
 
 std::string HelpText() {
     return R"(usage: quilcall [options] API VERSION
-Makes one gateway call through QuilSDK and the curl transport, and prints the answer.
+Makes one gateway call through QuilSDK and the curl transport, and prints the answer, and
+when the traffic protection acted on it: a resend on the security library's verdict, a ban it
+started, or a refusal by a ban without a request going out.
 
 Where and who:
   --env daily|pre|online   gateway environment (default daily)
@@ -38,6 +40,8 @@ The call:
   --need-login             the call needs a session (sends x-sid and x-uid)
   --user ACCOUNT           account whose session the call uses (default "Default")
   --async                  send through the asynchronous road and wait for the callback
+  --repeat N               make the same call N times in a row (1 to 100), e.g. to see a
+                           flow-control ban refuse the later calls locally
   --network-type TYPE      2g, 3g or wifi
   --reqbiz-ext TEXT        x-reqbiz-ext
   --open-biz TEXT          x-open-biz
