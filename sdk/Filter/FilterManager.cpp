@@ -47,8 +47,7 @@ FilterManager::FilterManager() {
     // The threshold filter is built first: the traffic-protection after filter keeps a pointer
     // to it, since bans are written on the response side and read on the request side.
     std::unique_ptr<ThresholdBeforeFilter> threshold(new ThresholdBeforeFilter());
-    std::unique_ptr<SecurityKolvaAfterFilter> kolva(
-        new SecurityKolvaAfterFilter(threshold.get()));
+    std::unique_ptr<SecurityKolvaAfterFilter> kolva(new SecurityKolvaAfterFilter(threshold.get()));
     // The traffic-protection filter is also the default cookie storage: it goes in only where
     // QuilConfig holds none, and the exchange loses against a host that registers its own at
     // this very moment, so a storage the host registered stays in place. The manager lives for
@@ -60,10 +59,12 @@ FilterManager::FilterManager() {
     beforeFilters.emplace_back(new SetupRequestBeforeFilter());  // "b_setup_request"
     beforeFilters.emplace_back(nullptr);  // SLOT(login): "b_login", LoginBeforeFilter
     beforeFilters.emplace_back(nullptr);  // SLOT(cache): "b_cache", CacheBeforeFilter
-    beforeFilters.emplace_back(threshold.release());  // "b_threshold"
+    // "b_threshold", the filter above
+    beforeFilters.emplace_back(threshold.release());
 
-    afterFilters.emplace_back(nullptr);           // SLOT(time): "a_time_calibration"
-    afterFilters.emplace_back(kolva.release());  // "a_security_kolva"
+    afterFilters.emplace_back(nullptr);  // SLOT(time): "a_time_calibration"
+    // "a_security_kolva", wired to the threshold filter; also the default cookie storage
+    afterFilters.emplace_back(kolva.release());
     afterFilters.emplace_back(nullptr);                            // SLOT(login): "a_login"
     afterFilters.emplace_back(nullptr);                            // SLOT(cache): "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"

@@ -59,9 +59,10 @@ TEST(QuilcallTrafficWatch, TheDefaultBanLineCountsTenSeconds) {
 TEST(QuilcallTrafficWatch, OtherLinesChangeNothing) {
     TrafficNote note;
     std::string lastBanUntil;
-    for (const char* line : {"response need to be flow control, id: 3",
-                             "response pass flow control without limit, id: 3",
-                             "response under flow control (x)s", "handle threshold before filter"}) {
+    for (const char* line :
+         {"response need to be flow control, id: 3",
+          "response pass flow control without limit, id: 3", "response under flow control (x)s",
+          "handle threshold before filter"}) {
         TrafficWatch::Observe(line, kNow, &note, &lastBanUntil);
     }
     EXPECT_FALSE(note.Any());
@@ -84,8 +85,8 @@ TEST(QuilcallTrafficRender, TextAndJsonSayWhatHappened) {
     CallOutcome resent;
     resent.answered = true;
     resent.traffic.resends = 1;
-    EXPECT_TRUE(Contains(RenderText(resent),
-                         "traffic: resent 1 time on the security library's verdict\n"));
+    EXPECT_TRUE(
+        Contains(RenderText(resent), "traffic: resent 1 time on the security library's verdict\n"));
     CallOutcome plain;
     plain.answered = true;
     EXPECT_FALSE(Contains(RenderText(plain), "traffic:"));
@@ -126,11 +127,13 @@ TEST_F(QuilcallTraffic, ARepeatedCallIsRefusedLocallyWhileTheBanRuns) {
         Call({"--repeat", "2", "my.guarded", "1.0"},
              "traffic.mainAction=1;traffic.subAction=4;traffic.param={\"kv-sleep\":\"60000\"}");
     EXPECT_EQ(gateway_->RequestCount(), 1u);
-    EXPECT_TRUE(Contains(result.out, "call 1 of 2:\ntraffic: this answer started a flow-control "
-                                     "ban of 60 s, until "))
+    EXPECT_TRUE(Contains(result.out,
+                         "call 1 of 2:\ntraffic: this answer started a flow-control "
+                         "ban of 60 s, until "))
         << result.out;
-    EXPECT_TRUE(Contains(result.out, "\ncall 2 of 2:\ntraffic: refused locally by a flow-control "
-                                     "ban until "))
+    EXPECT_TRUE(Contains(result.out,
+                         "\ncall 2 of 2:\ntraffic: refused locally by a flow-control "
+                         "ban until "))
         << result.out;
     EXPECT_TRUE(Contains(result.out, "; no request went out\nstatus: 419\n"));
     EXPECT_EQ(result.exitCode, 1);
@@ -143,8 +146,9 @@ TEST_F(QuilcallTraffic, AResendOnTheLibrarysVerdictIsShown) {
         Call({"--json", "my.guarded", "1.0"}, "traffic.mainAction=4;traffic.param=token-7");
     ASSERT_EQ(gateway_->RequestCount(), 2u);
     EXPECT_EQ(gateway_->Requests().at(1).Header("x-kv-resend"), "token-7");
-    EXPECT_TRUE(Contains(result.out, "\"traffic\":{\"banStarted\":false,\"refusedLocally\":false,"
-                                     "\"resends\":1}"))
+    EXPECT_TRUE(Contains(result.out,
+                         "\"traffic\":{\"banStarted\":false,\"refusedLocally\":false,"
+                         "\"resends\":1}"))
         << result.out;
     EXPECT_EQ(result.exitCode, 0);
 }

@@ -9,12 +9,12 @@
 #include "FakeCookieStorage.h"
 #include "MetricsEntity.h"
 #include "QuilConfig.h"
-#include "SecurityKolvaAfterFilter.h"
 #include "QuilRequestImpl.h"
 #include "QuilResponseImpl.h"
 #include "RecordingLog.h"
 #include "RecordingOmbrelHandler.h"
 #include "ScriptedFilters.h"
+#include "SecurityKolvaAfterFilter.h"
 #include "UTDataSet.h"
 
 using quil::test::FilterTrace;

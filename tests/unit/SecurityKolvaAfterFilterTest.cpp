@@ -114,10 +114,8 @@ TEST_F(SecurityKolvaAfterFilterTest, ANullVerdictEndsWithCodeZeroAndNoLogLine) {
 TEST_F(SecurityKolvaAfterFilterTest, ZerosPassWithoutLimit) {
     FilterResult result = Judge(419);
     EXPECT_EQ(result.code, 0);
-    EXPECT_EQ(log->Find("response flow control resp action: 0, subAction:0").level,
-              QUIL_LOG_WARN);
-    EXPECT_EQ(log->Find("response pass flow control without limit, id: 11").level,
-              QUIL_LOG_INFO);
+    EXPECT_EQ(log->Find("response flow control resp action: 0, subAction:0").level, QUIL_LOG_WARN);
+    EXPECT_EQ(log->Find("response pass flow control without limit, id: 11").level, QUIL_LOG_INFO);
 }
 
 TEST_F(SecurityKolvaAfterFilterTest, MainActionOneWithSubActionThreeIsAPass) {

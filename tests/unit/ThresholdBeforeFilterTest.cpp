@@ -79,9 +79,9 @@ TEST_F(ThresholdBeforeFilterTest, WithoutAnEntryTheRequestGoesOnWithCodeZero) {
     filter.HandleRequest(request.get(), &result);
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.response, nullptr);
-    EXPECT_EQ(log->Messages(), (std::vector<std::string>{
-                                   "handle threshold before filter, id: 3",
-                                   "request did not tigger flow control, id: 3"}));
+    EXPECT_EQ(log->Messages(),
+              (std::vector<std::string>{"handle threshold before filter, id: 3",
+                                        "request did not tigger flow control, id: 3"}));
     EXPECT_EQ(log->Find("handle threshold before filter, id: 3").level, QUIL_LOG_VERBOSE);
     EXPECT_EQ(log->Find("request did not tigger flow control, id: 3").level, QUIL_LOG_VERBOSE);
 }

@@ -110,8 +110,8 @@ TEST(TrafficProtectionConcurrency, BansResendsAndCookieReadsEndEveryCallExactlyO
         threads.emplace_back([&, t] {
             for (int i = 0; i < kCallsPerThread; ++i) {
                 const bool banned = (i % 3 == 0);
-                QuilRequest* request = QuilRequest::Create(banned ? "mtop.banned" : "mtop.open",
-                                                           "1.0");
+                QuilRequest* request =
+                    QuilRequest::Create(banned ? "mtop.banned" : "mtop.open", "1.0");
                 if (t % 2 == 0) {
                     recorder.Attach(request);
                     if (service->SendAsyncRequest(request) != 0) ++failures;

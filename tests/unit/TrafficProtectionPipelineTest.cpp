@@ -137,8 +137,8 @@ TEST_F(TrafficProtectionPipelineTest, ALibraryThatAlwaysSaysResendEndsAtThePassL
     EXPECT_EQ(client().SendCount(), 65u);
     EXPECT_EQ(response->GetStatusCode(), 419);
     EXPECT_EQ(response->GetRetInfo()->retCode, "FAIL_SYS_TRAFFIC_LIMIT");
-    EXPECT_TRUE(log().Has("response flow control resend limit reached, id: 1, passes: 64",
-                          QUIL_LOG_ERROR));
+    EXPECT_TRUE(
+        log().Has("response flow control resend limit reached, id: 1, passes: 64", QUIL_LOG_ERROR));
 }
 
 TEST_F(TrafficProtectionPipelineTest, ABanRefusesLaterCallsOnBothRoadsForEveryAccount) {
@@ -203,6 +203,6 @@ TEST_F(TrafficProtectionPipelineTest, AnAsyncCallThatIsAlwaysResentEndsOnceAtThe
     ASSERT_EQ(recorder.Count(), 1u);
     EXPECT_EQ(recorder.Deliveries()[0].statusCode, 421);
     EXPECT_EQ(client().SendCount(), 65u);
-    EXPECT_TRUE(log().Has("response flow control resend limit reached, id: 1, passes: 64",
-                          QUIL_LOG_ERROR));
+    EXPECT_TRUE(
+        log().Has("response flow control resend limit reached, id: 1, passes: 64", QUIL_LOG_ERROR));
 }

@@ -1,5 +1,6 @@
 // quilcall: makes one gateway call (or --repeat of them) through the SDK and the curl transport
-// and prints what came back, with what the traffic protection did to it. Exit codes: 0 success, 1 gateway failure, 2 local or network failure, 64 usage error.
+// and prints what came back, with what the traffic protection did to it. Exit codes: 0 success, 1
+// gateway failure, 2 local or network failure, 64 usage error.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -95,9 +96,10 @@ int main(int argc, char** argv) {
     static quil::TrafficWatch* const watch =
         new quil::TrafficWatch(options.logLevel >= 0 ? stderrLog : nullptr, options.logLevel);
     config->RegisterQuilLog(watch);
-    const int sdkLevel = options.logLevel >= 0 && options.logLevel < quil::TrafficWatch::kLevelNeeded
-                             ? options.logLevel
-                             : quil::TrafficWatch::kLevelNeeded;
+    const int sdkLevel =
+        options.logLevel >= 0 && options.logLevel < quil::TrafficWatch::kLevelNeeded
+            ? options.logLevel
+            : quil::TrafficWatch::kLevelNeeded;
     config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(sdkLevel));
     static quil::CurlHttpClient* const client = new quil::CurlHttpClient(TransportOptions(options));
     config->RegisterHttpClient(client);

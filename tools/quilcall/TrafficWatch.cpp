@@ -8,9 +8,7 @@ namespace quil {
 
 namespace {
 
-bool StartsWith(const std::string& text, const char* prefix) {
-    return text.rfind(prefix, 0) == 0;
-}
+bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
 
 // The number between "(" and ")s" at the end of a ban line; false when it is not there.
 bool BanLength(const std::string& message, int64_t* seconds) {

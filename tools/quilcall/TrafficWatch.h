@@ -15,7 +15,7 @@ namespace quil {
 
 // What the traffic protection did during one call.
 struct TrafficNote {
-    int resends = 0;        // passes sent again on the security library's verdict
+    int resends = 0;          // passes sent again on the security library's verdict
     bool banStarted = false;  // this call's answer started a ban of its API and version
     int64_t banSeconds = 0;   // its length
     bool refused = false;     // refused locally by a running ban: no request went out

@@ -6,8 +6,7 @@
 #include <cstdlib>
 #include <exception>
 
-std::string KolvaContent::Build(const std::map<std::string, std::string>& headers,
-                                int statusCode) {
+std::string KolvaContent::Build(const std::map<std::string, std::string>& headers, int statusCode) {
     Json::Value header(Json::objectValue);
     for (const auto& entry : headers) {
         header[entry.first] = entry.second;
@@ -20,8 +19,7 @@ std::string KolvaContent::Build(const std::map<std::string, std::string>& header
     return writer.write(content);
 }
 
-KolvaContent::BanLength KolvaContent::ReadBanSeconds(const std::string& actionParam,
-                                                     int* seconds) {
+KolvaContent::BanLength KolvaContent::ReadBanSeconds(const std::string& actionParam, int* seconds) {
     // The word is looked for before the text is parsed: a parameter that never names it asks
     // for no ban, while one that names it in a text that is not JSON asks for the default.
     if (actionParam.find("kv-sleep") == std::string::npos) {

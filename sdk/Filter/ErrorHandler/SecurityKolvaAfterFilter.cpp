@@ -26,7 +26,9 @@ const char* const kResendHeader = "x-kv-resend";
 std::atomic<IQuilSign*> signForTesting{nullptr};
 std::atomic<bool> signScripted{false};
 
-bool IsTrafficProtectionStatus(int status) { return status == 419 || status == 420 || status == 421; }
+bool IsTrafficProtectionStatus(int status) {
+    return status == 419 || status == 420 || status == 421;
+}
 
 }  // namespace
 

@@ -47,8 +47,8 @@ public:
     // last word counts, also when it is shorter). An empty api or version records nothing.
     // response stays with the caller; the filter keeps a copy. A response of a type the
     // library did not make is not stored.
-    void AddFlowControl(const std::string& api, const std::string& version,
-                        QuilResponse* response, int seconds);
+    void AddFlowControl(const std::string& api, const std::string& version, QuilResponse* response,
+                        int seconds);
 
     // The number of entries, expired ones that no request has seen yet included.
     std::size_t EntryCount();
