@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "FakeCookieStorage.h"
+#include "FilterManager.h"
 #include "NetworkPoolBarrier.h"
 #include "QuilCallbackRecorder.h"
 #include "QuilRequestImpl.h"
@@ -41,6 +43,25 @@ ScriptedResponse Challenge(int status) {
 }
 
 }  // namespace
+
+TEST(TrafficProtectionConcurrency, AHostRegisteringWhileTheChainsAreBuiltKeepsItsStorage) {
+    // Whichever comes first, the host's storage is the one in place afterwards: the default
+    // goes in only where none is, and a later registration replaces it.
+    quil::test::FakeCookieStorage host("host=1");
+    std::atomic<bool> go{false};
+    std::thread builder([&] {
+        while (!go.load()) std::this_thread::yield();
+        FilterManager::GetInstance();
+    });
+    std::thread registrar([&] {
+        while (!go.load()) std::this_thread::yield();
+        QuilConfig::GetInstance()->RegisterCookieStorage(&host);
+    });
+    go.store(true);
+    builder.join();
+    registrar.join();
+    EXPECT_EQ(QuilConfig::GetInstance()->cookieStorage.load(), &host);
+}
 
 TEST(TrafficProtectionConcurrency, BansAreAddedAndReadFromManyThreadsAtOnce) {
     ThresholdBeforeFilter filter;
