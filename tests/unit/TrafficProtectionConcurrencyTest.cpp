@@ -12,6 +12,7 @@
 #include "FilterManager.h"
 #include "NetworkPoolBarrier.h"
 #include "QuilCallbackRecorder.h"
+#include "QuilConfig.h"
 #include "QuilRequestImpl.h"
 #include "QuilResponseImpl.h"
 #include "QuilServiceImpl.h"
