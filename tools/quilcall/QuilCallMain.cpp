@@ -21,6 +21,7 @@
 
 #include "ArgumentParser.h"
 #include "CallRunner.h"
+#include "DispatchRunner.h"
 #include "HelpText.h"
 #include "PerformanceCapture.h"
 #include "QuilConfig.h"
@@ -107,6 +108,15 @@ int main(int argc, char** argv) {
     // Beyond the transport's own limit, signing has limits of its own; this only guards
     // against an answer that never comes.
     const std::chrono::milliseconds callbackLimit(options.timeoutMs + 60000);
+    if (options.api.empty()) {
+        // Only dispatch was asked for.
+        const quil::DispatchOutcome dispatched = quil::RunDispatch(
+            options, options.logLevel >= 0 ? stderrLog : nullptr, options.logLevel, callbackLimit);
+        std::fputs(dispatched.text.c_str(), answer);
+        std::fflush(answer);
+        std::fflush(stderr);
+        return dispatched.hasAddress || !options.hasDispatch ? 0 : 2;
+    }
     quil::CallOutcome outcome;
     for (int round = 1; round <= options.repeat; ++round) {
         capture->Forget();
@@ -141,8 +151,15 @@ int main(int argc, char** argv) {
             break;  // a worker may still hold the request
         }
     }
+    int code = quil::ExitCodeFor(outcome);
+    if (options.hasDispatch || !options.dispatchFailed.empty()) {
+        const quil::DispatchOutcome dispatched = quil::RunDispatch(
+            options, options.logLevel >= 0 ? stderrLog : nullptr, options.logLevel, callbackLimit);
+        std::fputs(dispatched.text.c_str(), answer);
+        std::fflush(answer);
+        if (code == 0 && options.hasDispatch && !dispatched.hasAddress) code = 2;
+    }
     std::fflush(stderr);
-    const int code = quil::ExitCodeFor(outcome);
     if (outcome.abandoned) {
         // A worker may still hold the request; leave without running any destructor.
         std::_Exit(code);
