@@ -6,6 +6,8 @@
 
 #include "DynamicApiConfigAfterFilter.h"
 #include "ErrorCodeMappingAfterFilter.h"
+#include "LoginAfterFilter.h"
+#include "LoginBeforeFilter.h"
 #include "MetricsEntity.h"
 #include "QuilConfig.h"
 #include "QuilLogger.h"
@@ -57,7 +59,7 @@ FilterManager::FilterManager() {
 
     beforeFilters.emplace_back(new UTBeforeFilter());            // "b_ut"
     beforeFilters.emplace_back(new SetupRequestBeforeFilter());  // "b_setup_request"
-    beforeFilters.emplace_back(nullptr);  // SLOT(login): "b_login", LoginBeforeFilter
+    beforeFilters.emplace_back(new LoginBeforeFilter());         // "b_login"
     beforeFilters.emplace_back(nullptr);  // SLOT(cache): "b_cache", CacheBeforeFilter
     // "b_threshold", the filter above
     beforeFilters.emplace_back(threshold.release());
@@ -65,7 +67,7 @@ FilterManager::FilterManager() {
     afterFilters.emplace_back(nullptr);  // SLOT(time): "a_time_calibration"
     // "a_security_kolva", wired to the threshold filter; also the default cookie storage
     afterFilters.emplace_back(kolva.release());
-    afterFilters.emplace_back(nullptr);                            // SLOT(login): "a_login"
+    afterFilters.emplace_back(new LoginAfterFilter());             // "a_login"
     afterFilters.emplace_back(nullptr);                            // SLOT(cache): "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"
     afterFilters.emplace_back(nullptr);                            // SLOT(error): "a_error_handle"

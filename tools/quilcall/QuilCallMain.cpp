@@ -23,6 +23,7 @@
 #include "CallRunner.h"
 #include "DispatchRunner.h"
 #include "HelpText.h"
+#include "LoginSetup.h"
 #include "PerformanceCapture.h"
 #include "QuilConfig.h"
 #include "RequestBuilder.h"
@@ -102,6 +103,7 @@ int main(int argc, char** argv) {
             ? options.logLevel
             : quil::TrafficWatch::kLevelNeeded;
     config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(sdkLevel));
+    quil::InstallLogin(options);
     static quil::CurlHttpClient* const client = new quil::CurlHttpClient(TransportOptions(options));
     config->RegisterHttpClient(client);
 
