@@ -7,6 +7,8 @@
 #include "BenchStats.h"
 #include "DataFloor.h"
 #include "QuilSDK.h"
+#include "StandInControl.h"
+#include "StandInShare.h"
 
 namespace quil {
 namespace bench {
@@ -24,7 +26,7 @@ bool CallWith(const std::string& data) {
 
 }  // namespace
 
-WholeCallRatio MeasureWholeCall1MbRatio(int blocks, int callsPerBlock) {
+WholeCallRatio MeasureWholeCall1MbRatio(StandInControl& standIn, int blocks, int callsPerBlock) {
     const std::string data = CallDataOfSize(1 << 20);
     WholeCallRatio result;
     std::vector<double> callTimes;
@@ -45,10 +47,22 @@ WholeCallRatio MeasureWholeCall1MbRatio(int blocks, int callsPerBlock) {
         callTimes.push_back(call);
         floorTimes.push_back(floor);
         ratios.push_back(call / floor);
+        standIn.Reset();
     }
     result.callMs = Median(callTimes);
     result.floorMs = Median(floorTimes);
     result.ratio = Median(ratios);
+
+    result.failures += CallWith(data) ? 0 : 1;
+    const std::vector<std::string> lines = standIn.Texts("jsonSign.input");
+    if (!lines.empty()) {
+        const double standInUs = StandInSignCpuMicroseconds(lines.back(), blocks, callsPerBlock);
+        if (standInUs >= 0) {
+            result.standInMs = standInUs / 1000.0;
+            result.sdkRatio = (result.callMs - result.standInMs) / result.floorMs;
+        }
+    }
+    standIn.Reset();
     return result;
 }
 

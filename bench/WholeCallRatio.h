@@ -5,16 +5,25 @@
 #pragma once
 
 namespace quil {
+class StandInControl;
+}  // namespace quil
+
+namespace quil {
 namespace bench {
 
 struct WholeCallRatio {
     double callMs = 0;   // CPU per call, median of the blocks
     double floorMs = 0;  // CPU per floor, median of the blocks
     double ratio = 0;    // median of the per-block ratios
+    // The stand-in signer's own CPU for the sign line of such a call (it hashes the data too),
+    // and the ratio with it taken out of the call; -1 when it could not be measured.
+    double standInMs = -1;
+    double sdkRatio = -1;
     int failures = 0;    // calls that did not succeed
 };
 
-WholeCallRatio MeasureWholeCall1MbRatio(int blocks, int callsPerBlock);
+// Drops the stand-in's records of each block, outside the timed part.
+WholeCallRatio MeasureWholeCall1MbRatio(StandInControl& standIn, int blocks, int callsPerBlock);
 
 }  // namespace bench
 }  // namespace quil
