@@ -40,7 +40,9 @@ BENCHMARK(BM_HandOff_Library)->UseRealTime();
 // A plain worker: a queue of std::function, one mutex and condition variable for it.
 class PlainWorker {
 public:
-    PlainWorker() { std::thread([this] { Loop(); }).detach(); }
+    PlainWorker() {
+        std::thread([this] { Loop(); }).detach();
+    }
     void Add(std::function<void()> task) {
         {
             std::lock_guard<std::mutex> lock(mutex_);
@@ -105,7 +107,9 @@ struct LeanTask {
 
 class LeanWorker {
 public:
-    LeanWorker() { std::thread([this] { Loop(); }).detach(); }
+    LeanWorker() {
+        std::thread([this] { Loop(); }).detach();
+    }
     void RunAndWait(LeanTask* task) {
         std::unique_lock<std::mutex> lock(mutex_);
         if (tail_ == nullptr) {

@@ -97,9 +97,9 @@ int main(int argc, char** argv) {
     standIn.Reset();
     failures += Calls(1);
     const std::vector<std::string> lines = standIn.Texts("jsonSign.input");
-    const double standInCpu = lines.empty() ? -1
-                                            : quil::bench::StandInSignCpuMicroseconds(
-                                                  lines.back(), blocks, blockCalls);
+    const double standInCpu =
+        lines.empty() ? -1
+                      : quil::bench::StandInSignCpuMicroseconds(lines.back(), blocks, blockCalls);
     standIn.Reset();
     std::printf(
         "overhead: calls=%d %s %s %s %s %s rss_first_kb=%ld rss_last_kb=%ld rss_growth_kb=%ld "

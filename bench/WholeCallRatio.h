@@ -19,7 +19,7 @@ struct WholeCallRatio {
     // and the ratio with it taken out of the call; -1 when it could not be measured.
     double standInMs = -1;
     double sdkRatio = -1;
-    int failures = 0;    // calls that did not succeed
+    int failures = 0;  // calls that did not succeed
 };
 
 // Drops the stand-in's records of each block, outside the timed part.
