@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 
+#include "UrlText.h"
 #include "WideText.h"
 
 namespace quil {
@@ -132,6 +133,15 @@ std::string ApplyLogLevel(CallOptions& options, const std::string& value) {
         return "wants a level from 0 (finest) to 4 (gravest), got " + Quoted(value);
     }
     options.logLevel = static_cast<int>(number);
+    return std::string();
+}
+
+std::string ApplyRepeat(CallOptions& options, const std::string& value) {
+    long long number = 0;
+    if (!ParseWholeNumber(value, &number) || number < 1 || number > 100) {
+        return "wants a count from 1 to 100, got " + Quoted(value);
+    }
+    options.repeat = static_cast<int>(number);
     return std::string();
 }
 
@@ -269,6 +279,7 @@ const std::vector<FlagSpec>& Flags() {
         {"--need-login", false, Switch(&CallOptions::needLogin)},
         {"--user", true, Text(&CallOptions::user)},
         {"--async", false, Switch(&CallOptions::async)},
+        {"--repeat", true, ApplyRepeat},
         {"--network-type", true, Text(&CallOptions::networkType)},
         {"--reqbiz-ext", true, Text(&CallOptions::reqBizExt)},
         {"--open-biz", true, Text(&CallOptions::openBiz)},
@@ -393,6 +404,15 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
     if (positionals.size() > 2) {
         return UsageError("unexpected argument " + Quoted(positionals[2]) +
                           " after API and VERSION");
+    }
+    // The SDK puts both into the gateway path as given; one that would leave the path is
+    // refused here rather than sent somewhere else.
+    const char* names[] = {"API", "VERSION"};
+    for (std::size_t i = 0; i < 2; ++i) {
+        const std::string refusal = PathSegmentRefusal(positionals[i]);
+        if (!refusal.empty()) {
+            return UsageError(std::string(names[i]) + " " + refusal);
+        }
     }
     outcome.options.api = positionals[0];
     outcome.options.version = positionals[1];
