@@ -109,6 +109,11 @@ public:
             result = 0;
             return CopyOut("{}");
         }
+        std::string scripted;
+        if (state.GetText("jsonSign.answer", &scripted)) {
+            result = 0;
+            return CopyOut(scripted.c_str());
+        }
         Json::Value request;
         std::unique_ptr<Json::CharReader> reader(ReaderBuilder().newCharReader());
         const std::string text = json == nullptr ? "" : json;

@@ -642,3 +642,22 @@ TEST_F(QuilServiceImplTest, RetryOfAFinishedAsynchronousRequestDeliversOneFailur
     EXPECT_EQ(delivered.count, 1);
     EXPECT_EQ(delivered.retCode, "FAIL_SYS_RETRY_LIMIT");
 }
+
+// The service keeps the manager it was built with. After DestroyInstance a call still ends
+// well: the new manager has no client, so the call gets the network failure, and once the host
+// registers its client again calls go out as before.
+TEST_F(QuilServiceImplTest, ACallAfterTheNetworkManagerWasDestroyedEndsWithTheNetworkFailure) {
+    NetworkManager::DestroyInstance();
+    EXPECT_EQ(service->SendSyncRequest(NewRequest()), nullptr);
+    EXPECT_EQ(client().SendCount(), 0u);
+    std::vector<StatisticsCall> rate = SuccessRate();
+    ASSERT_EQ(rate.size(), 1u);
+    EXPECT_EQ(rate[0].errorCode, "FAIL_NETWORK_CONNECT_ERROR");
+
+    QuilConfig::GetInstance()->RegisterHttpClient(&client());
+    client().Enqueue(ServiceTestHost::GatewayAnswer());
+    ResponsePtr response(service->SendSyncRequest(NewRequest()));
+    ASSERT_NE(response, nullptr);
+    EXPECT_TRUE(response->IsSuccess());
+    EXPECT_EQ(client().SendCount(), 1u);
+}

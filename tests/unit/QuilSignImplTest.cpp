@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "QuilConfig.h"
+#include "QuilLogger.h"
 #include "QuilSignImpl.h"
 #include "SignBridgeFixture.h"
 #include "StandInSignature.h"
@@ -27,6 +28,11 @@ const std::chrono::milliseconds kShortLimit(200);
 std::string JsonLine(const std::string& api, const std::string& data, int env) {
     return "{\"api\":\"" + api + "\",\"appkey\":\"21646297\",\"authCode\":\"auth-7\",\"data\":\"" +
            data + "\",\"env\":" + std::to_string(env) + "}";
+}
+
+// A log message longer than the logger's buffer, as the logger writes it: cut, then "...".
+std::string CutAsLogged(const std::string& message) {
+    return message.substr(0, QuilLogger::kBufferSize - 1) + "...";
 }
 
 class QuilSignImplTest : public quil::test::SignBridgeFixture {
@@ -173,6 +179,22 @@ TEST_F(QuilSignImplTest, Sign63FailureGivesTheLibrarysCodeAndTheParseFailureLine
     EXPECT_TRUE(log->Has("__SwitchToMap json parse failed, data: ", QUIL_LOG_INFO));
     EXPECT_FALSE(log->Has("urlSign time limit exceeded, version 6.3"));
     EXPECT_EQ(sign()->SignTimeoutCount(), 0);
+}
+
+// The library's text is untrusted: nesting deep enough to make the JSON reader give up by
+// throwing is an unreadable answer like any other, never an exception out of the call.
+TEST_F(QuilSignImplTest, Sign63WithADeeplyNestedAnswerGivesAnEmptyMapAndTheParseFailureLine) {
+    const std::string nested =
+        "{\"x-sign\":" + std::string(5000, '[') + std::string(5000, ']') + "}";
+    control.SetText("jsonSign.answer", nested.c_str());
+    StartQuietly();
+    auto result = Sign63(6);
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->errorCode, "0");
+    EXPECT_TRUE(result->signMap.empty());
+    EXPECT_TRUE(
+        log->Has(CutAsLogged("__SwitchToMap json parse failed, data: " + nested), QUIL_LOG_INFO));
+    EXPECT_EQ(control.Count("jsonSign.free"), 1);
 }
 
 TEST_F(QuilSignImplTest, Sign63WithAnEmptyAnswerGivesAnEmptyMapAndCodeZero) {
