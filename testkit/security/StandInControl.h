@@ -17,6 +17,7 @@
 //                             "traffic.delayMs", 2: held until FireHeldVerdicts (never, if not)
 //   "traffic.mainAction", "traffic.subAction"   the verdict
 //   "traffic.nullParam", "traffic.nullSequence"  hand the callback null texts
+//   "traffic.paramIsContent"  the verdict's parameter is the judged content (one per caller)
 //   "traffic.isAsync", "traffic.errorCode"       ProcessContent's out values
 //   "traffic.registerResult" (1 after Reset), "traffic.registerOut"   RegisterWebBrowserProxy
 // Text controls (SetText, null unsets): "traffic.param" (the verdict's parameter),

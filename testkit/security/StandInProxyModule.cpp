@@ -186,10 +186,10 @@ public:
         }
         state.Count("traffic.processContent");
         state.HangIf("traffic.hangMs");
-        StandInState::HeldVerdict verdict{callback, sequence};
+        StandInState::HeldVerdict verdict{callback, sequence, content == nullptr ? "" : content};
         switch (state.GetInt("traffic.mode")) {
             case 0:
-                state.Deliver(callback, sequence);
+                state.Deliver(verdict);
                 break;
             case 1:
                 state.DeliverLater(verdict, static_cast<int>(state.GetInt("traffic.delayMs")));

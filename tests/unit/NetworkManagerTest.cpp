@@ -411,10 +411,28 @@ TEST_F(NetworkManagerTest, CancelAllRequestForwardsToCancelAllHttpRequest) {
     EXPECT_EQ(client.SendCount(), 6u);
 }
 
+// A null cancel removes nothing, not even a queued send under the empty key, and says nothing.
 TEST_F(NetworkManagerTest, CancelOfNullIsIgnored) {
+    ScriptedHttpClient client;
+    HttpCompletionRecorder recorder;
+    Manager()->RegisterHttpClient(&client);
+    OccupyAllWorkers(client, recorder);
+    ASSERT_EQ(Manager()->SendAsyncHttpRequest(recorder.NewRequest("http://gw.example/e", "")), 0);
+    ASSERT_EQ(Manager()->SendAsyncHttpRequest(recorder.NewRequest("http://gw.example/k", "k")), 0);
+    ScopedRecordingLog log;
     Manager()->CancelHttpRequest(static_cast<HttpRequest*>(nullptr));
     Manager()->CancelHttpRequest(static_cast<const char*>(nullptr));
-    SUCCEED();
+    EXPECT_EQ(log->Count(), 0u);
+    client.OpenGate();
+    ASSERT_TRUE(recorder.WaitFor(7));
+    EXPECT_EQ(client.SendCount(), 7u);
+    std::vector<std::string> keys;
+    for (const auto& completion : recorder.Completions()) {
+        EXPECT_EQ(completion.statusCode, 200);
+        keys.push_back(completion.cancelKey);
+    }
+    EXPECT_NE(std::find(keys.begin(), keys.end(), ""), keys.end());
+    EXPECT_NE(std::find(keys.begin(), keys.end(), "k"), keys.end());
 }
 
 TEST_F(NetworkManagerTest, AfterDestroyInstanceANewManagerHasNoClient) {

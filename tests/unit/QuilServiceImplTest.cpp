@@ -661,3 +661,39 @@ TEST_F(QuilServiceImplTest, ACallAfterTheNetworkManagerWasDestroyedEndsWithTheNe
     EXPECT_TRUE(response->IsSuccess());
     EXPECT_EQ(client().SendCount(), 1u);
 }
+
+// A call that a before filter stops never reaches composition, signing, cookies, the network,
+// parsing, the after filters or the response side: each of their marks, and the size of the
+// request header that composition would have counted, report -1.
+TEST_F(QuilServiceImplTest, ACallStoppedByABeforeFilterReportsMinusOneForEveryStageItNeverReached) {
+    FilterManager::BeforeChain before;
+    before.emplace_back(new ScriptedBeforeFilter(
+        "b_stop", nullptr, [](QuilRequest*, FilterResult* result) { result->code = 1; }));
+    FilterManager manager(std::move(before), FilterManager::AfterChain());
+    service->filterManager = &manager;
+
+    EXPECT_EQ(service->SendSyncRequest(NewRequest()), nullptr);
+    EXPECT_EQ(client().SendCount(), 0u);
+    ASSERT_EQ(statistics().PerformanceReports().size(), 1u);
+    StatisticsCall report = statistics().LastPerformanceReport();
+    const char* neverReached[] = {"composeRequestStartTime",
+                                  "composeRequestEndTime",
+                                  "signStartTime",
+                                  "signEndTime",
+                                  "getCookieStartTime",
+                                  "getCookieEndTime",
+                                  "networkSendStartTime",
+                                  "networkSendEndTime",
+                                  "parseResponseStartTime",
+                                  "parseResponseEndTime",
+                                  "afterFilterStartTime",
+                                  "afterFilterEndTime",
+                                  "interceptResponseStartTime"};
+    for (const char* name : neverReached) EXPECT_EQ(report.measures.at(name), -1.0) << name;
+    EXPECT_EQ(report.measures.at("requestHeaderSize"), -1.0);
+    // The stages it did pass carry their marks.
+    EXPECT_GE(report.measures.at("beforeFilterStartTime"), 0.0);
+    EXPECT_GE(report.measures.at("beforeFilterEndTime"),
+              report.measures.at("beforeFilterStartTime"));
+    EXPECT_GE(report.measures.at("processEndTime"), report.measures.at("processStartTime"));
+}
