@@ -4,8 +4,12 @@
 #include <map>
 #include <utility>
 
+#include "CacheAfterFilter.h"
+#include "CacheBeforeFilter.h"
 #include "DynamicApiConfigAfterFilter.h"
 #include "ErrorCodeMappingAfterFilter.h"
+#include "LoginAfterFilter.h"
+#include "LoginBeforeFilter.h"
 #include "MetricsEntity.h"
 #include "QuilLogger.h"
 #include "SetupRequestBeforeFilter.h"
@@ -47,8 +51,8 @@ FilterManager::FilterManager() {
 
     beforeFilters.emplace_back(new UTBeforeFilter());            // "b_ut"
     beforeFilters.emplace_back(new SetupRequestBeforeFilter());  // "b_setup_request"
-    beforeFilters.emplace_back(nullptr);  // SLOT(login): "b_login", LoginBeforeFilter
-    beforeFilters.emplace_back(nullptr);  // SLOT(cache): "b_cache", CacheBeforeFilter
+    beforeFilters.emplace_back(new LoginBeforeFilter());         // "b_login"
+    beforeFilters.emplace_back(new CacheBeforeFilter());         // "b_cache"
     beforeFilters.emplace_back(nullptr);  // SLOT(threshold): "b_threshold", the filter above
 
     afterFilters.emplace_back(nullptr);  // SLOT(time): "a_time_calibration"
@@ -57,8 +61,8 @@ FilterManager::FilterManager() {
     // at this moment, register its IQuilCookieStorage side there; a storage the host
     // registered earlier stays in place.
     afterFilters.emplace_back(nullptr);
-    afterFilters.emplace_back(nullptr);                            // SLOT(login): "a_login"
-    afterFilters.emplace_back(nullptr);                            // SLOT(cache): "a_cache"
+    afterFilters.emplace_back(new LoginAfterFilter());             // "a_login"
+    afterFilters.emplace_back(new CacheAfterFilter());             // "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"
     afterFilters.emplace_back(nullptr);                            // SLOT(error): "a_error_handle"
     afterFilters.emplace_back(new ErrorCodeMappingAfterFilter());  // "a_errorcode_mapping"

@@ -30,6 +30,7 @@ struct GatewayEmulatorOptions {
     int64_t skewSeconds = 300;       // how far "x-t" may be from the emulator's clock
     bool verifySignatures = true;
     bool echoOmbrel = false;
+    bool gzipAnswers = false;              // answers gzip-encoded when the request offers gzip
     std::vector<std::string> sessions;     // valid session ids
     std::vector<std::string> sessionApis;  // APIs that need a session
     std::vector<DispatchEntry> dispatchEntries;
@@ -62,6 +63,10 @@ public:
 
     // Appends answers to the script of api.
     void Script(const std::string& api, const std::vector<ScriptedAnswer>& answers);
+    // Appends answers to the dispatch service's script (one per call, in order).
+    void ScriptDispatch(const std::vector<ScriptedDispatchAnswer>& answers) {
+        settings_.AddDispatchScript(answers);
+    }
     // Applies a scenario file (format in GatewayScenario.h). False with a message on error.
     bool LoadScenarioFile(const std::string& path, std::string* error);
     bool LoadScenarioText(const std::string& json, std::string* error);

@@ -17,13 +17,6 @@
 
 namespace quil {
 
-// How the dispatch service signs its answer.
-enum class DispatchSignMode {
-    kValid,    // "x-zn-sign" is the signature of the decoded answer
-    kWrong,    // "x-zn-sign" is a well-formed signature of some other text
-    kMissing,  // no "x-zn-sign" line
-};
-
 class GatewaySettings {
 public:
     GatewaySettings() = default;
@@ -51,6 +44,11 @@ public:
     void SetEchoOmbrel(bool on) { echoOmbrel_ = on; }
     bool EchoOmbrel() const { return echoOmbrel_; }
 
+    // Whether answers go out gzip-encoded to a request that offers gzip, as behind a front
+    // server with gzip on (off by default).
+    void SetGzipAnswers(bool on) { gzipAnswers_ = on; }
+    bool GzipAnswers() const { return gzipAnswers_; }
+
     void AddSession(const std::string& sid);
     void RemoveSession(const std::string& sid);
     bool IsSession(const std::string& sid) const;
@@ -71,6 +69,10 @@ public:
     std::string DispatchCode() const;
     void SetDispatchSignMode(DispatchSignMode mode) { dispatchSignMode_ = mode; }
     DispatchSignMode GetDispatchSignMode() const { return dispatchSignMode_; }
+    // Appends answers to the dispatch script; each call takes the next one.
+    void AddDispatchScript(const std::vector<ScriptedDispatchAnswer>& answers);
+    // Takes the next scripted dispatch answer, if any, using up one of its times.
+    bool TakeDispatchScripted(ScriptedDispatchAnswer* answer);
 
     // Adds what the scenario holds: its scripts are appended, sessions and APIs added, dns
     // entries and the ombrel switch replaced when present.
@@ -79,6 +81,7 @@ public:
 private:
     std::atomic<int64_t> clockOffset_{0};
     std::atomic<int64_t> skew_{300};
+    std::atomic<bool> gzipAnswers_{false};
     std::atomic<bool> verifySignatures_{true};
     std::atomic<bool> echoOmbrel_{false};
     std::atomic<DispatchSignMode> dispatchSignMode_{DispatchSignMode::kValid};
@@ -91,6 +94,7 @@ private:
     std::map<std::string, std::deque<ScriptedAnswer>> scripts_;
     std::vector<DispatchEntry> dispatchEntries_;
     std::string dispatchCode_ = "1000";
+    std::deque<ScriptedDispatchAnswer> dispatchScript_;
 };
 
 }  // namespace quil

@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 
+#include "UrlText.h"
 #include "WideText.h"
 
 namespace quil {
@@ -177,6 +178,26 @@ std::string ApplyConnectTo(CallOptions& options, const std::string& value) {
     return std::string();
 }
 
+std::string ApplyDispatch(CallOptions& options, const std::string& value) {
+    if (value.empty()) {
+        return "wants a domain";
+    }
+    if (options.hasDispatch) {
+        return "may be given once";
+    }
+    options.hasDispatch = true;
+    options.dispatchDomain = value;
+    return std::string();
+}
+
+std::string ApplyDispatchFailed(CallOptions& options, const std::string& value) {
+    if (value.empty()) {
+        return "wants a host";
+    }
+    options.dispatchFailed.push_back(value);
+    return std::string();
+}
+
 std::string ApplySecurityPath(CallOptions& options, const std::string& value) {
     if (value.empty()) {
         return "wants a path, got nothing";
@@ -233,6 +254,8 @@ const std::vector<FlagSpec>& Flags() {
         {"--lng", true, Coordinate(&CallOptions::lng, 180.0)},
         {"--sid", true, Text(&CallOptions::sid)},
         {"--uid", true, Text(&CallOptions::uid)},
+        {"--login-sid", true, Text(&CallOptions::loginSid)},
+        {"--login-uid", true, Text(&CallOptions::loginUid)},
         {"--ssl-value", true, Text(&CallOptions::sslValue)},
         {"--proxy", true, Text(&CallOptions::proxy)},
         {"--security-path", true, ApplySecurityPath},
@@ -262,6 +285,8 @@ const std::vector<FlagSpec>& Flags() {
         {"--log-level", true, ApplyLogLevel},
         {"--connect-to", true, ApplyConnectTo},
         {"--timeout", true, ApplyTimeout},
+        {"--dispatch", true, ApplyDispatch},
+        {"--dispatch-failed", true, ApplyDispatchFailed},
         {"--insecure", false, Switch(&CallOptions::insecure)},
         {"--json", false, Switch(&CallOptions::json)},
         {"--timing", false, Switch(&CallOptions::timing)},
@@ -350,6 +375,18 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
             return UsageError(name + ": " + refusal);
         }
     }
+    if (outcome.options.json &&
+        (outcome.options.hasDispatch || !outcome.options.dispatchFailed.empty())) {
+        return UsageError("--json does not combine with --dispatch or --dispatch-failed");
+    }
+    if (!outcome.options.loginUid.empty() && outcome.options.loginSid.empty()) {
+        return UsageError("--login-uid needs --login-sid");
+    }
+    const bool dispatchOnly = positionals.empty() && (outcome.options.hasDispatch ||
+                                                      !outcome.options.dispatchFailed.empty());
+    if (dispatchOnly) {
+        return outcome;
+    }
     if (positionals.size() < 2) {
         return UsageError(positionals.empty() ? "API and VERSION are missing (see --help)"
                                               : "VERSION is missing (see --help)");
@@ -357,6 +394,15 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
     if (positionals.size() > 2) {
         return UsageError("unexpected argument " + Quoted(positionals[2]) +
                           " after API and VERSION");
+    }
+    // The SDK puts both into the gateway path as given; one that would leave the path is
+    // refused here rather than sent somewhere else.
+    const char* names[] = {"API", "VERSION"};
+    for (std::size_t i = 0; i < 2; ++i) {
+        const std::string refusal = PathSegmentRefusal(positionals[i]);
+        if (!refusal.empty()) {
+            return UsageError(std::string(names[i]) + " " + refusal);
+        }
     }
     outcome.options.api = positionals[0];
     outcome.options.version = positionals[1];
