@@ -6,6 +6,7 @@
 
 #include "DynamicApiConfigAfterFilter.h"
 #include "ErrorCodeMappingAfterFilter.h"
+#include "LazySingleton.h"
 #include "MetricsEntity.h"
 #include "QuilLogger.h"
 #include "SetupRequestBeforeFilter.h"
@@ -15,10 +16,8 @@
 
 namespace {
 
-// Guards the construction of the singleton; taken only there.
-std::mutex instanceMutex;
-// Published once, after construction; read without the lock on the fast path.
-std::atomic<FilterManager*> instance{nullptr};
+// Lives until the process ends: the service and detached workers keep using it.
+quil::LazySingleton<FilterManager> instance;
 
 const char* const kOmbrelQueryHeader = "a-ombrel-q";
 const char* const kOmbrelResponseHeader = "a-ombrel-p";
@@ -26,18 +25,7 @@ const char* const kOmbrelResponseHeader = "a-ombrel-p";
 }  // namespace
 
 FilterManager* FilterManager::GetInstance() {
-    FilterManager* manager = instance.load(std::memory_order_acquire);
-    if (manager != nullptr) {
-        return manager;
-    }
-    std::lock_guard<std::mutex> lock(instanceMutex);
-    manager = instance.load(std::memory_order_relaxed);
-    if (manager == nullptr) {
-        // Lives until the process ends: the service and detached workers keep using it.
-        manager = new FilterManager();
-        instance.store(manager, std::memory_order_release);
-    }
-    return manager;
+    return instance.Get([] { return new FilterManager(); });
 }
 
 FilterManager::FilterManager() {

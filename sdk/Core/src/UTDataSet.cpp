@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "LazySingleton.h"
 #include "QuilLogger.h"
 #include "QuilStatisticsSetRefs.h"
 #include "StatisticsSlot.h"
@@ -12,19 +13,14 @@ const char* const kPerformancePoint = "performance";
 const char* const kSuccessRatePoint = "successRate";
 
 // Never destroyed: detached workers may still report while the process exits.
-quil::platform::OnceFlag g_instanceOnce;
-std::atomic<UTDataSet*> g_instance{nullptr};
+quil::LazySingleton<UTDataSet> g_instance;
 
 const char* BoolText(bool value) { return value ? "true" : "false"; }
 
 }  // namespace
 
 UTDataSet* UTDataSet::GetInstance() {
-    UTDataSet* instance = g_instance.load(std::memory_order_acquire);
-    if (instance != nullptr) return instance;
-    quil::platform::CallOnce(g_instanceOnce,
-                             [] { g_instance.store(new UTDataSet(), std::memory_order_release); });
-    return g_instance.load(std::memory_order_acquire);
+    return g_instance.Get([] { return new UTDataSet(); });
 }
 
 UTDataSet::UTDataSet()

@@ -9,6 +9,7 @@
 
 #include "DelayedTaskQueue.h"
 #include "JsonQuote.h"
+#include "LazySingleton.h"
 #include "Platform.h"
 #include "QuilConfig.h"
 #include "QuilLogger.h"
@@ -20,10 +21,8 @@
 
 namespace {
 
-// Guards the building of the singleton; taken only there, and before nothing else.
-std::mutex instanceMutex;
-// Published once the object is whole; read without the lock on the fast path.
-std::atomic<QuilSignImpl*> instance{nullptr};
+// Published once the object is whole.
+quil::LazySingleton<QuilSignImpl> instance;
 
 // The limits in force, in milliseconds; only the test hook changes them.
 std::atomic<int64_t> signLimitMs{QuilSignImpl::kSignTimeLimitSeconds * 1000};
@@ -94,15 +93,7 @@ std::string Narrow(const std::vector<wchar_t>& buffer) {
 }  // namespace
 
 QuilSignImpl* QuilSignImpl::GetInstance() {
-    QuilSignImpl* sign = instance.load(std::memory_order_acquire);
-    if (sign != nullptr) return sign;
-    std::lock_guard<std::mutex> lock(instanceMutex);
-    sign = instance.load(std::memory_order_relaxed);
-    if (sign == nullptr) {
-        sign = new QuilSignImpl();
-        instance.store(sign, std::memory_order_release);
-    }
-    return sign;
+    return instance.Get([] { return new QuilSignImpl(); });
 }
 
 QuilSignImpl::QuilSignImpl() : signPool63(new ThreadPool(1, 1)), signPool62(new ThreadPool(1, 1)) {}
