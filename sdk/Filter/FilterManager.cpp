@@ -6,10 +6,12 @@
 
 #include "DynamicApiConfigAfterFilter.h"
 #include "ErrorCodeMappingAfterFilter.h"
+#include "ErrorHandlerAfterFilter.h"
 #include "LazySingleton.h"
 #include "MetricsEntity.h"
 #include "QuilLogger.h"
 #include "SetupRequestBeforeFilter.h"
+#include "TimeCalibrationAfterFilter.h"
 #include "UTAfterFilter.h"
 #include "UTBeforeFilter.h"
 #include "UTDataSet.h"
@@ -39,7 +41,7 @@ FilterManager::FilterManager() {
     beforeFilters.emplace_back(nullptr);  // SLOT(cache): "b_cache", CacheBeforeFilter
     beforeFilters.emplace_back(nullptr);  // SLOT(threshold): "b_threshold", the filter above
 
-    afterFilters.emplace_back(nullptr);  // SLOT(time): "a_time_calibration"
+    afterFilters.emplace_back(new TimeCalibrationAfterFilter());  // "a_time_calibration"
     // SLOT(kolva): "a_security_kolva", SecurityKolvaAfterFilter built with the threshold
     // filter's pointer. It also offers itself as the cookie storage: when QuilConfig has none
     // at this moment, register its IQuilCookieStorage side there; a storage the host
@@ -48,7 +50,7 @@ FilterManager::FilterManager() {
     afterFilters.emplace_back(nullptr);                            // SLOT(login): "a_login"
     afterFilters.emplace_back(nullptr);                            // SLOT(cache): "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"
-    afterFilters.emplace_back(nullptr);                            // SLOT(error): "a_error_handle"
+    afterFilters.emplace_back(new ErrorHandlerAfterFilter());      // "a_error_handle"
     afterFilters.emplace_back(new ErrorCodeMappingAfterFilter());  // "a_errorcode_mapping"
     afterFilters.emplace_back(new UTAfterFilter());                // "a_ut"
 }

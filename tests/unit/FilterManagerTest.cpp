@@ -84,7 +84,8 @@ TEST(FilterManager, FixedChainsHoldTheirFiltersAtTheirPositions) {
     // Every position by name; a position whose filter is not built yet reads "".
     const std::vector<std::string> expectedBefore = {"b_ut", "b_setup_request", "", "", ""};
     const std::vector<std::string> expectedAfter = {
-        "", "", "", "", "a_dynamic_api_config", "", "a_errorcode_mapping", "a_ut"};
+        "a_time_calibration",  "",    "", "", "a_dynamic_api_config", "a_error_handle",
+        "a_errorcode_mapping", "a_ut"};
     EXPECT_EQ(manager->BeforeFilterNames(), expectedBefore);
     EXPECT_EQ(manager->AfterFilterNames(), expectedAfter);
 }

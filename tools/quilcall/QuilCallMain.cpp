@@ -1,5 +1,6 @@
 // quilcall: makes one gateway call through the SDK and the curl transport and prints what came
 // back. Exit codes: 0 success, 1 gateway failure, 2 local or network failure, 64 usage error.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 
 #include "ArgumentParser.h"
 #include "CallRunner.h"
+#include "ClockWatch.h"
 #include "HelpText.h"
 #include "PerformanceCapture.h"
 #include "QuilConfig.h"
@@ -88,11 +90,15 @@ int main(int argc, char** argv) {
         // Before the first call: the SDK announces its report's layout then.
         config->RegisterUTStatistics(capture);
     }
-    if (options.logLevel >= 0) {
-        static quil::StderrLog* const log = new quil::StderrLog();
-        config->RegisterQuilLog(log);
-        config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(options.logLevel));
-    }
+    // The watch always listens (at least at its own level) so that a clock correction can be
+    // told; it prints only what --log-level asked for.
+    static quil::StderrLog* const printer = options.logLevel >= 0 ? new quil::StderrLog() : nullptr;
+    static quil::ClockWatch* const watch = new quil::ClockWatch(printer, options.logLevel);
+    config->RegisterQuilLog(watch);
+    const int sdkLevel = options.logLevel >= 0
+                             ? std::min(options.logLevel, quil::ClockWatch::kWatchLevel)
+                             : quil::ClockWatch::kWatchLevel;
+    config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(sdkLevel));
     static quil::CurlHttpClient* const client = new quil::CurlHttpClient(TransportOptions(options));
     config->RegisterHttpClient(client);
 
@@ -112,6 +118,7 @@ int main(int argc, char** argv) {
         text = quil::RenderJson(outcome, hasReport ? &report : nullptr);
     } else {
         text = quil::RenderText(outcome);
+        text += quil::ClockSummary(watch->Corrections(), hasReport ? &report : nullptr);
         if (hasReport) {
             text += quil::DrawWaterfall(report, quil::TerminalWidth(answerFd));
         } else if (options.timing) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "CallMetrics.h"
+#include "ErrorHandlerManager.h"
 #include "HttpRequestComposer.h"
 #include "LazySingleton.h"
 #include "MetricsEntity.h"
@@ -48,8 +49,8 @@ QuilServiceImpl* QuilServiceImpl::Build() {
     QuilServiceImpl* impl = new QuilServiceImpl();
     impl->threadPool = new ThreadPool(1, 1);
     impl->filterManager = FilterManager::GetInstance();
-    // SLOT(error): ErrorHandlerManager's RegisterErrorHandlers, once the error handler
-    // chain is in the tree.
+    // The handler tables are read without a lock from the first call on.
+    RegisterErrorHandlers();
     impl->config = QuilConfig::GetInstance();
     impl->networkManager = NetworkManager::GetInstance();
     PipelineReentry::Register(impl, impl);

@@ -140,7 +140,8 @@ SignResult* QuilSignImpl::Sign6_3(int seqId, std::string& data, std::string& api
 
     // The suffix names the other road, and Sign6_2 names this one: the keys stay crossed.
     const std::string key = std::to_string(seqId) + "_sign6.2";
-    WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot(key);
+    WaitSlotHold hold(key);
+    WaitSlot* slot = hold.Slot();
     QUIL_LOG(QUIL_LOG_VERBOSE, "QUIL sign version 6.3, seqId: %d", seqId);
 
     signPool63->AddTask(
@@ -162,13 +163,13 @@ SignResult* QuilSignImpl::Sign6_3(int seqId, std::string& data, std::string& api
         ++signTimeoutCount;
         StatisticsSlot::CommitCount("signTimeout", "quil sign 6.3", 1.0);
     }
-    WaitSlotRegistry::ReleaseWaitSlot(key);
     return result;
 }
 
 SignResult* QuilSignImpl::Sign6_2(int seqId, std::string& data, int method) {
     const std::string key = std::to_string(seqId) + "_sign6.3";
-    WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot(key);
+    WaitSlotHold hold(key);
+    WaitSlot* slot = hold.Slot();
     QUIL_LOG(QUIL_LOG_INFO, "QUIL degrade sign version 6.2, seqId: %d", seqId);
 
     signPool62->AddTask(
@@ -186,7 +187,6 @@ SignResult* QuilSignImpl::Sign6_2(int seqId, std::string& data, int method) {
         result->errorCode = "-1";
         StatisticsSlot::CommitCount("signTimeout", "quil sign 6.2", 1.0);
     }
-    WaitSlotRegistry::ReleaseWaitSlot(key);
     return result;
 }
 
@@ -275,7 +275,8 @@ ActionResult* QuilSignImpl::ProcessContent(int seqId, std::string& content) {
     if (!QuilConfig::GetInstance()->securityEnabled) return new ActionResult();
 
     const std::string key = std::to_string(seqId) + "_processContent";
-    WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot(key);
+    WaitSlotHold hold(key);
+    WaitSlot* slot = hold.Slot();
     QUIL_LOG(QUIL_LOG_INFO, "QUIL proccess content, seqId: %d", seqId);
 
     uint32_t isAsync = 0;
@@ -316,7 +317,6 @@ ActionResult* QuilSignImpl::ProcessContent(int seqId, std::string& content) {
         result->mainAction = 0;
         result->subAction = 0;
     }
-    WaitSlotRegistry::ReleaseWaitSlot(key);
     return result;
 }
 
