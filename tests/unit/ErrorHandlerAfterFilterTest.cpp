@@ -132,3 +132,13 @@ TEST_F(ErrorHandlerAfterFilterTest, ARedoSendsTheRequestAgainOnItsRoadWithoutABo
     EXPECT_EQ(ServiceTestHost::Statistics().LastPerformanceReport().dimensions["retryTime"], "6");
     ErrorHandlerManager::GetInstance()->errorCodeHandlers.erase("FAIL_REDO");
 }
+
+TEST_F(ErrorHandlerAfterFilterTest, ANullResponsePassesWithCodeZeroAfterTheEntryLine) {
+    auto request = quil::test::MakeFilterRequest(9);
+    FilterResult result;
+    result.code = 1;
+    filter.HandleResponse(request.get(), nullptr, &result);
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(log().Messages(),
+              (std::vector<std::string>{"handle error handler after filter, id: 9"}));
+}

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "LazySingleton.h"
+#include "MetricsColumns.h"
 #include "QuilLogger.h"
 #include "QuilStatisticsSetRefs.h"
 #include "StatisticsSlot.h"
@@ -15,46 +16,19 @@ const char* const kSuccessRatePoint = "successRate";
 // Never destroyed: detached workers may still report while the process exits.
 quil::LazySingleton<UTDataSet> g_instance;
 
-const char* BoolText(bool value) { return value ? "true" : "false"; }
-
 }  // namespace
 
 UTDataSet* UTDataSet::GetInstance() {
     return g_instance.Get([] { return new UTDataSet(); });
 }
 
-UTDataSet::UTDataSet()
-    : dimensionNames_{"api",     "version",  "domain",          "method",
-                      "isSync",  "isSSL",    "retryTime",       "errorCode",
-                      "retType", "useProxy", "protocolVersion", "httpStatusCode"},
-      measureNames_{"processStartTime",
-                    "processEndTime",
-                    "beforeFilterStartTime",
-                    "beforeFilterEndTime",
-                    "interceptRequestStartTime",
-                    "interceptRequestEndTime",
-                    "composeRequestStartTime",
-                    "composeRequestEndTime",
-                    "signStartTime",
-                    "signEndTime",
-                    "getCookieStartTime",
-                    "getCookieEndTime",
-                    "networkSendStartTime",
-                    "networkSendEndTime",
-                    "parseResponseStartTime",
-                    "parseResponseEndTime",
-                    "afterFilterStartTime",
-                    "afterFilterEndTime",
-                    "interceptResponseStartTime",
-                    "interceptResponseEndTime",
-                    "processContentStartTime",
-                    "processContentEndTime",
-                    "serverRT",
-                    "requestUrlLength",
-                    "requestHeaderSize",
-                    "requestBodySize",
-                    "responseHeaderSize",
-                    "responseBodySize"} {
+UTDataSet::UTDataSet() {
+    for (std::size_t i = 0; i < kDimensionColumnCount; ++i) {
+        dimensionNames_.emplace_back(kDimensionColumns[i].name);
+    }
+    for (std::size_t i = 0; i < kMeasureColumnCount; ++i) {
+        measureNames_.emplace_back(kMeasureColumns[i].name);
+    }
     IQuilStatistics* sink = StatisticsSlot::GetStatistics();
     if (sink != nullptr) {
         QuilDimensionSetRef dimensions(&dimensionNames_);
@@ -117,55 +91,21 @@ bool UTDataSet::DropMetricsEntity(const QuilRequest* request) {
 }
 
 UTDataSet::DimensionValues UTDataSet::BuildDimensionValues(const MetricsEntity& entity) {
-    return DimensionValues{
-        {"api", entity.api},
-        {"version", entity.version},
-        {"domain", entity.domain},
-        {"method", entity.method},
-        {"isSync", BoolText(entity.isSync)},
-        {"isSSL", BoolText(entity.isSSL)},
-        {"retryTime", std::to_string(entity.retryTime)},
-        {"errorCode", entity.errorCode},
-        {"retType", std::to_string(entity.retType)},
-        {"useProxy", BoolText(entity.useProxy)},
-        {"protocolVersion", entity.protocolVersion},
-        {"httpStatusCode", std::to_string(entity.httpStatusCode)},
-    };
+    DimensionValues values;
+    values.reserve(kDimensionColumnCount);
+    for (std::size_t i = 0; i < kDimensionColumnCount; ++i) {
+        values.emplace_back(kDimensionColumns[i].name, kDimensionColumns[i].read(entity));
+    }
+    return values;
 }
 
 UTDataSet::MeasureValues UTDataSet::BuildMeasureValues(const MetricsEntity& entity) {
-    return MeasureValues{
-        {"processStartTime", entity.processStartTime},
-        {"processEndTime", entity.processEndTime},
-        {"beforeFilterStartTime", entity.beforeFilterStartTime},
-        {"beforeFilterEndTime", entity.beforeFilterEndTime},
-        {"interceptRequestStartTime", entity.interceptRequestStartTime},
-        {"interceptRequestEndTime", entity.interceptRequestEndTime},
-        {"composeRequestStartTime", entity.composeRequestStartTime},
-        {"composeRequestEndTime", entity.composeRequestEndTime},
-        {"signStartTime", entity.signStartTime},
-        {"signEndTime", entity.signEndTime},
-        {"getCookieStartTime", entity.getCookieStartTime},
-        {"getCookieEndTime", entity.getCookieEndTime},
-        {"networkSendStartTime", entity.networkSendStartTime},
-        {"networkSendEndTime", entity.networkSendEndTime},
-        {"parseResponseStartTime", entity.parseResponseStartTime},
-        {"parseResponseEndTime", entity.parseResponseEndTime},
-        {"afterFilterStartTime", entity.afterFilterStartTime},
-        {"afterFilterEndTime", entity.afterFilterEndTime},
-        {"interceptResponseStartTime", entity.interceptResponseStartTime},
-        // Reports the request-side end under the response-side name; report readers have
-        // always seen it so, and the response-side field stays unreported.
-        {"interceptResponseEndTime", entity.interceptRequestEndTime},
-        {"processContentStartTime", entity.processContentStartTime},
-        {"processContentEndTime", entity.processContentEndTime},
-        {"serverRT", static_cast<double>(entity.serverRT)},
-        {"requestUrlLength", static_cast<double>(entity.requestUrlLength)},
-        {"requestHeaderSize", static_cast<double>(entity.requestHeaderSize)},
-        {"requestBodySize", static_cast<double>(entity.requestBodySize)},
-        {"responseHeaderSize", static_cast<double>(entity.responseHeaderSize)},
-        {"responseBodySize", static_cast<double>(entity.responseBodySize)},
-    };
+    MeasureValues values;
+    values.reserve(kMeasureColumnCount);
+    for (std::size_t i = 0; i < kMeasureColumnCount; ++i) {
+        values.emplace_back(kMeasureColumns[i].name, kMeasureColumns[i].read(entity));
+    }
+    return values;
 }
 
 void UTDataSet::OpenMetrics(const QuilRequest* request, int seqId, const std::string& api,
