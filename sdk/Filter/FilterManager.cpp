@@ -112,12 +112,17 @@ FilterResult* FilterManager::DoAfter(QuilRequest* request, QuilResponse* respons
     return result;
 }
 
-void FilterManager::AddOmbrelQueryHeader(QuilRequest* request) {
+IOmbrelHeaderHandler* FilterManager::LockOmbrelHandler(std::unique_lock<std::mutex>& lock) {
     if (ombrelHandler.load() == nullptr) {
-        return;
+        return nullptr;
     }
-    std::lock_guard<std::mutex> lock(ombrelMutex);
-    IOmbrelHeaderHandler* handler = ombrelHandler.load();
+    lock = std::unique_lock<std::mutex>(ombrelMutex);
+    return ombrelHandler.load();
+}
+
+void FilterManager::AddOmbrelQueryHeader(QuilRequest* request) {
+    std::unique_lock<std::mutex> lock;
+    IOmbrelHeaderHandler* handler = LockOmbrelHandler(lock);
     if (handler == nullptr) {
         return;
     }
@@ -135,11 +140,8 @@ void FilterManager::AddOmbrelQueryHeader(QuilRequest* request) {
 }
 
 void FilterManager::NotifyOmbrelResponseHeader(QuilRequest* request, QuilResponse* response) {
-    if (ombrelHandler.load() == nullptr) {
-        return;
-    }
-    std::lock_guard<std::mutex> lock(ombrelMutex);
-    IOmbrelHeaderHandler* handler = ombrelHandler.load();
+    std::unique_lock<std::mutex> lock;
+    IOmbrelHeaderHandler* handler = LockOmbrelHandler(lock);
     if (handler == nullptr) {
         return;
     }

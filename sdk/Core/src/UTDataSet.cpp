@@ -16,6 +16,17 @@ const char* const kSuccessRatePoint = "successRate";
 // Never destroyed: detached workers may still report while the process exits.
 quil::LazySingleton<UTDataSet> g_instance;
 
+// Each column's name with the value it reads from entity, in table order.
+template <typename Values, typename Column>
+Values ReadColumns(const Column* columns, std::size_t count, const MetricsEntity& entity) {
+    Values values;
+    values.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        values.emplace_back(columns[i].name, columns[i].read(entity));
+    }
+    return values;
+}
+
 }  // namespace
 
 UTDataSet* UTDataSet::GetInstance() {
@@ -91,21 +102,11 @@ bool UTDataSet::DropMetricsEntity(const QuilRequest* request) {
 }
 
 UTDataSet::DimensionValues UTDataSet::BuildDimensionValues(const MetricsEntity& entity) {
-    DimensionValues values;
-    values.reserve(kDimensionColumnCount);
-    for (std::size_t i = 0; i < kDimensionColumnCount; ++i) {
-        values.emplace_back(kDimensionColumns[i].name, kDimensionColumns[i].read(entity));
-    }
-    return values;
+    return ReadColumns<DimensionValues>(kDimensionColumns, kDimensionColumnCount, entity);
 }
 
 UTDataSet::MeasureValues UTDataSet::BuildMeasureValues(const MetricsEntity& entity) {
-    MeasureValues values;
-    values.reserve(kMeasureColumnCount);
-    for (std::size_t i = 0; i < kMeasureColumnCount; ++i) {
-        values.emplace_back(kMeasureColumns[i].name, kMeasureColumns[i].read(entity));
-    }
-    return values;
+    return ReadColumns<MeasureValues>(kMeasureColumns, kMeasureColumnCount, entity);
 }
 
 void UTDataSet::OpenMetrics(const QuilRequest* request, int seqId, const std::string& api,
