@@ -122,6 +122,20 @@ TEST(QuilcallArguments, TextFlagsReachTheirFields) {
     EXPECT_EQ(o.extType, "ET");
 }
 
+TEST(QuilcallArguments, TheLoginSessionReachesItsFields) {
+    const ParseOutcome outcome = Parse({"--login-sid", "LS", "--login-uid=LU", "a", "v"});
+    ASSERT_EQ(outcome.kind, ParseOutcome::Kind::kRun) << outcome.error;
+    EXPECT_EQ(outcome.options.loginSid, "LS");
+    EXPECT_EQ(outcome.options.loginUid, "LU");
+    EXPECT_EQ(outcome.options.sid, "");
+}
+
+TEST(QuilcallArguments, ALoginUidWithoutALoginSidIsAUsageError) {
+    const ParseOutcome outcome = Parse({"--login-uid", "LU", "a", "v"});
+    EXPECT_EQ(outcome.kind, ParseOutcome::Kind::kUsageError);
+    EXPECT_EQ(outcome.error, "--login-uid needs --login-sid");
+}
+
 TEST(QuilcallArguments, SwitchesReachTheirFields) {
     const ParseOutcome outcome =
         Parse({"--get", "--ssl", "--need-login", "--async", "--no-security", "--insecure", "--json",
@@ -367,6 +381,35 @@ TEST(QuilcallArguments, HelpListsEveryFlagOnALineOfItsOwn) {
     }
     EXPECT_NE(help.find("\n  --help "), std::string::npos);
     EXPECT_EQ(help.rfind("usage: quilcall [options] API VERSION\n", 0), 0u);
+}
+
+TEST(QuilcallArguments, DispatchAloneNeedsNoApiAndVersion) {
+    const ParseOutcome outcome = Parse({"--dispatch", "gw.quil.example", "--dispatch-failed",
+                                        "gw.quil.example", "--dispatch-failed=b.example"});
+    ASSERT_EQ(outcome.kind, ParseOutcome::Kind::kRun);
+    EXPECT_TRUE(outcome.options.hasDispatch);
+    EXPECT_EQ(outcome.options.dispatchDomain, "gw.quil.example");
+    EXPECT_EQ(outcome.options.dispatchFailed,
+              (std::vector<std::string>{"gw.quil.example", "b.example"}));
+    EXPECT_EQ(outcome.options.api, "");
+    EXPECT_EQ(Parse({"--dispatch-failed", "h"}).kind, ParseOutcome::Kind::kRun);
+}
+
+TEST(QuilcallArguments, DispatchGoesWithACall) {
+    const ParseOutcome outcome = Parse({"my.api", "1.0", "--dispatch", "d.example"});
+    ASSERT_EQ(outcome.kind, ParseOutcome::Kind::kRun);
+    EXPECT_EQ(outcome.options.api, "my.api");
+    EXPECT_EQ(outcome.options.dispatchDomain, "d.example");
+    EXPECT_FALSE(Parse({"my.api", "1.0"}).options.hasDispatch);
+}
+
+TEST(QuilcallArguments, BadDispatchFlagsAreUsageErrors) {
+    EXPECT_EQ(ErrorOf({"--dispatch", ""}), "--dispatch: wants a domain");
+    EXPECT_EQ(ErrorOf({"--dispatch-failed="}), "--dispatch-failed: wants a host");
+    EXPECT_EQ(ErrorOf({"--dispatch", "a", "--dispatch", "b"}), "--dispatch: may be given once");
+    EXPECT_EQ(ErrorOf({"--dispatch", "a", "--json"}),
+              "--json does not combine with --dispatch or --dispatch-failed");
+    EXPECT_EQ(ErrorOf({"--dispatch", "a", "my.api"}), "VERSION is missing (see --help)");
 }
 
 }  // namespace

@@ -177,6 +177,26 @@ std::string ApplyConnectTo(CallOptions& options, const std::string& value) {
     return std::string();
 }
 
+std::string ApplyDispatch(CallOptions& options, const std::string& value) {
+    if (value.empty()) {
+        return "wants a domain";
+    }
+    if (options.hasDispatch) {
+        return "may be given once";
+    }
+    options.hasDispatch = true;
+    options.dispatchDomain = value;
+    return std::string();
+}
+
+std::string ApplyDispatchFailed(CallOptions& options, const std::string& value) {
+    if (value.empty()) {
+        return "wants a host";
+    }
+    options.dispatchFailed.push_back(value);
+    return std::string();
+}
+
 std::string ApplySecurityPath(CallOptions& options, const std::string& value) {
     if (value.empty()) {
         return "wants a path, got nothing";
@@ -233,6 +253,8 @@ const std::vector<FlagSpec>& Flags() {
         {"--lng", true, Coordinate(&CallOptions::lng, 180.0)},
         {"--sid", true, Text(&CallOptions::sid)},
         {"--uid", true, Text(&CallOptions::uid)},
+        {"--login-sid", true, Text(&CallOptions::loginSid)},
+        {"--login-uid", true, Text(&CallOptions::loginUid)},
         {"--ssl-value", true, Text(&CallOptions::sslValue)},
         {"--proxy", true, Text(&CallOptions::proxy)},
         {"--security-path", true, ApplySecurityPath},
@@ -262,6 +284,8 @@ const std::vector<FlagSpec>& Flags() {
         {"--log-level", true, ApplyLogLevel},
         {"--connect-to", true, ApplyConnectTo},
         {"--timeout", true, ApplyTimeout},
+        {"--dispatch", true, ApplyDispatch},
+        {"--dispatch-failed", true, ApplyDispatchFailed},
         {"--insecure", false, Switch(&CallOptions::insecure)},
         {"--json", false, Switch(&CallOptions::json)},
         {"--timing", false, Switch(&CallOptions::timing)},
@@ -349,6 +373,18 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
         if (!refusal.empty()) {
             return UsageError(name + ": " + refusal);
         }
+    }
+    if (outcome.options.json &&
+        (outcome.options.hasDispatch || !outcome.options.dispatchFailed.empty())) {
+        return UsageError("--json does not combine with --dispatch or --dispatch-failed");
+    }
+    if (!outcome.options.loginUid.empty() && outcome.options.loginSid.empty()) {
+        return UsageError("--login-uid needs --login-sid");
+    }
+    const bool dispatchOnly = positionals.empty() && (outcome.options.hasDispatch ||
+                                                      !outcome.options.dispatchFailed.empty());
+    if (dispatchOnly) {
+        return outcome;
     }
     if (positionals.size() < 2) {
         return UsageError(positionals.empty() ? "API and VERSION are missing (see --help)"

@@ -54,6 +54,10 @@ struct CallOptions {
     std::string lng;
     std::string sid;
     std::string uid;
+    // Log in through the test kit's scripted login, which succeeds with this session; empty
+    // means no login flow is registered.
+    std::string loginSid;
+    std::string loginUid;
     std::string sslValue;
     std::string proxy;
     bool hasSecurityPath = false;
@@ -65,6 +69,12 @@ struct CallOptions {
     std::vector<std::string> connectTo;
     long timeoutMs = 30000;
     bool insecure = false;
+
+    // Domain dispatch: the domain whose address is asked for (after the call, when API and
+    // VERSION are given too), and the addresses reported as failed, in order.
+    bool hasDispatch = false;
+    std::string dispatchDomain;
+    std::vector<std::string> dispatchFailed;
 
     // Output.
     bool json = false;

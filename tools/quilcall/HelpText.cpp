@@ -4,6 +4,7 @@ namespace quil {
 
 std::string HelpText() {
     return R"(usage: quilcall [options] API VERSION
+       quilcall [options] [API VERSION] --dispatch DOMAIN [--dispatch-failed HOST]...
 Makes one gateway call through QuilSDK and the curl transport, and prints the answer.
 
 Where and who:
@@ -21,6 +22,11 @@ Where and who:
   --lng DEGREES            longitude (sent together with --lat)
   --sid SID                session id registered for every call's account
   --uid UID                user id that goes with --sid
+  --login-sid SID          log in through the test kit's scripted login, which succeeds with
+                           this session: the session counts as valid at first, and when the
+                           gateway declares it expired an asynchronous call waits for the
+                           login and is sent again with SID (a synchronous one fails)
+  --login-uid UID          user id that goes with --login-sid
   --ssl-value TEXT         TLS value handed to the transport with --ssl
   --proxy URL              HTTP proxy for the call, e.g. http://10.0.0.1:3128
   --security-path PATH     path of the security library, relative to quilcall's directory
@@ -50,6 +56,15 @@ The call:
   --ext-data TEXT          x-extdata
   --ext-type TEXT          x-exttype
   --domain-mode N          1 picks the first gateway host family, anything else the second
+
+Domain dispatch (after the call, when API and VERSION are given too):
+  --dispatch DOMAIN        ask the SDK's strategy table for DOMAIN's address, waiting for the
+                           background request to the dispatch service (within --timeout), and
+                           print it. The request is signed only once the security library has
+                           started, which a call does: give API VERSION too against a service
+                           that checks the sign
+  --dispatch-failed HOST   report the address handed out for HOST as failed (repeatable, in
+                           order, after --dispatch); DOMAIN's address is printed again after each
 
 Transport and output:
   --connect-to H:P:A:P     connect to address A:P for host H:P, URL unchanged (repeatable)

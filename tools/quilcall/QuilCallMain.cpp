@@ -22,7 +22,9 @@
 #include "ArgumentParser.h"
 #include "CallRunner.h"
 #include "ClockWatch.h"
+#include "DispatchRunner.h"
 #include "HelpText.h"
+#include "LoginSetup.h"
 #include "PerformanceCapture.h"
 #include "QuilConfig.h"
 #include "RequestBuilder.h"
@@ -90,21 +92,33 @@ int main(int argc, char** argv) {
         // Before the first call: the SDK announces its report's layout then.
         config->RegisterUTStatistics(capture);
     }
+    // The printer of --log-level; dispatch forwards to it too.
+    static quil::StderrLog* const log = new quil::StderrLog();
     // The watch always listens (at least at its own level) so that a clock correction can be
     // told; it prints only what --log-level asked for.
-    static quil::StderrLog* const printer = options.logLevel >= 0 ? new quil::StderrLog() : nullptr;
-    static quil::ClockWatch* const watch = new quil::ClockWatch(printer, options.logLevel);
+    static quil::ClockWatch* const watch =
+        new quil::ClockWatch(options.logLevel >= 0 ? log : nullptr, options.logLevel);
     config->RegisterQuilLog(watch);
     const int sdkLevel = options.logLevel >= 0
                              ? std::min(options.logLevel, quil::ClockWatch::kWatchLevel)
                              : quil::ClockWatch::kWatchLevel;
     config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(sdkLevel));
+    quil::InstallLogin(options);
     static quil::CurlHttpClient* const client = new quil::CurlHttpClient(TransportOptions(options));
     config->RegisterHttpClient(client);
 
     // Beyond the transport's own limit, signing has limits of its own; this only guards
     // against an answer that never comes.
     const std::chrono::milliseconds callbackLimit(options.timeoutMs + 60000);
+    if (options.api.empty()) {
+        // Only dispatch was asked for.
+        const quil::DispatchOutcome dispatched = quil::RunDispatch(
+            options, options.logLevel >= 0 ? log : nullptr, options.logLevel, callbackLimit);
+        std::fputs(dispatched.text.c_str(), answer);
+        std::fflush(answer);
+        std::fflush(stderr);
+        return dispatched.hasAddress || !options.hasDispatch ? 0 : 2;
+    }
     const quil::CallOutcome outcome = quil::RunCall(options, callbackLimit);
 
     quil::PerformanceReport report;
@@ -125,10 +139,16 @@ int main(int argc, char** argv) {
             text += "timing: no performance report for this call\n";
         }
     }
+    int code = quil::ExitCodeFor(outcome);
+    if (options.hasDispatch || !options.dispatchFailed.empty()) {
+        const quil::DispatchOutcome dispatched = quil::RunDispatch(
+            options, options.logLevel >= 0 ? log : nullptr, options.logLevel, callbackLimit);
+        text += dispatched.text;
+        if (code == 0 && options.hasDispatch && !dispatched.hasAddress) code = 2;
+    }
     std::fputs(text.c_str(), answer);
     std::fflush(answer);
     std::fflush(stderr);
-    const int code = quil::ExitCodeFor(outcome);
     if (outcome.abandoned) {
         // A worker may still hold the request; leave without running any destructor.
         std::_Exit(code);
