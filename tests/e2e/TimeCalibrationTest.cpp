@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "E2eHost.h"
+#include "RecordingLog.h"
 
 namespace quil {
 namespace test {
@@ -59,20 +60,23 @@ struct OneCallback {
 
 class TimeCalibration : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(host.Start()); }
+    void SetUp() override {
+        ASSERT_TRUE(host.Start());
+        QuilConfig::GetInstance()->RegisterQuilLog(&log);
+        QuilConfig::GetInstance()->SetQuilLogLevel(QUIL_LOG_VERBOSE);
+    }
     void TearDown() override {
         EXPECT_TRUE(host.Client().WaitForEveryCompletion(std::chrono::seconds(10)));
+        QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
     }
     std::string RetryTimeOfLastReport() {
-        const std::vector<StatisticsEvent> reports =
-            host.Statistics().Events("CommitPoint", "performance");
+        const std::vector<StatisticsCall> reports =
+            host.Statistics().Calls("CommitPoint", "performance");
         if (reports.empty()) return "none";
-        for (const auto& dimension : reports.back().dimensions) {
-            if (dimension.first == "retryTime") return dimension.second;
-        }
-        return "missing";
+        return reports.back().Dimension("retryTime");
     }
     E2eHost host{AheadByTwoHours()};
+    RecordingLog log;
 };
 
 }  // namespace
@@ -88,7 +92,9 @@ TEST_F(TimeCalibration, ASkewedHostSucceedsAfterExactlyOneRetry) {
     EXPECT_NE(exchanges[0].responseHeader.find("FAIL_SYS_REQUEST_EXPIRED"), std::string::npos);
     EXPECT_LT(Distance(SentTimestamp(exchanges[1]), host.Gateway().Settings().Now()), 10.0);
     EXPECT_EQ(RetryTimeOfLastReport(), "1");
-    EXPECT_EQ(host.Statistics().Events("CommitPoint", "performance").size(), 1u);
+    EXPECT_EQ(host.Statistics().Calls("CommitPoint", "performance").size(), 1u);
+    EXPECT_TRUE(log.Has("response expired, local time calibrate, id: 1", QUIL_LOG_WARN));
+    EXPECT_FALSE(log.Has("response get max retrtTime, id: 1"));
 
     // A later call carries the offset from its first pass.
     ResponsePtr later = host.Call(QuilRequest::Create("e2e.echo", "1.0"));
@@ -132,6 +138,8 @@ TEST_F(TimeCalibration, AGatewayThatAlwaysAnswersExpiredGetsFourPasses) {
     EXPECT_EQ(host.Client().Count(), 4u);
     EXPECT_EQ(host.Gateway().RequestCount(), 4u);
     EXPECT_EQ(RetryTimeOfLastReport(), "3");
+    EXPECT_EQ(log.CountOf("response expired, local time calibrate, id: 1"), 4u);
+    EXPECT_TRUE(log.Has("response get max retrtTime, id: 1", QUIL_LOG_WARN));
 }
 
 }  // namespace test
