@@ -82,10 +82,16 @@ TEST(FilterManager, FixedChainsHoldTheirFiltersAtTheirPositions) {
     FilterManager* manager = FilterManager::GetInstance();
     ASSERT_EQ(manager, FilterManager::GetInstance());
     // Every position by name; a position whose filter is not built yet reads "".
-    const std::vector<std::string> expectedBefore = {"b_ut", "b_setup_request", "b_login", "", ""};
-    const std::vector<std::string> expectedAfter = {
-        "a_time_calibration",  "",    "a_login", "", "a_dynamic_api_config", "a_error_handle",
-        "a_errorcode_mapping", "a_ut"};
+    const std::vector<std::string> expectedBefore = {"b_ut", "b_setup_request", "b_login",
+                                                     "b_cache", ""};
+    const std::vector<std::string> expectedAfter = {"a_time_calibration",
+                                                    "",
+                                                    "a_login",
+                                                    "a_cache",
+                                                    "a_dynamic_api_config",
+                                                    "a_error_handle",
+                                                    "a_errorcode_mapping",
+                                                    "a_ut"};
     EXPECT_EQ(manager->BeforeFilterNames(), expectedBefore);
     EXPECT_EQ(manager->AfterFilterNames(), expectedAfter);
 }
