@@ -26,8 +26,10 @@ public:
     void Log(QUIL_LOG_LEVEL level, const char* file, const char* function, int line,
              const char* message) override;
 
-    // How many times the gateway corrected the clock so far.
+    // How many times the gateway corrected the clock since the last BeginCall.
     int Corrections() const { return corrections_.load(); }
+    // Starts counting for the next call (quilcall's --repeat makes several).
+    void BeginCall() { corrections_.store(0); }
 
 private:
     IQuilCustomLog* const printer_;
