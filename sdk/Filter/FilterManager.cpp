@@ -8,6 +8,8 @@
 #include "CacheBeforeFilter.h"
 #include "DynamicApiConfigAfterFilter.h"
 #include "ErrorCodeMappingAfterFilter.h"
+#include "ErrorHandlerAfterFilter.h"
+#include "LazySingleton.h"
 #include "LoginAfterFilter.h"
 #include "LoginBeforeFilter.h"
 #include "MetricsEntity.h"
@@ -16,16 +18,15 @@
 #include "SecurityKolvaAfterFilter.h"
 #include "SetupRequestBeforeFilter.h"
 #include "ThresholdBeforeFilter.h"
+#include "TimeCalibrationAfterFilter.h"
 #include "UTAfterFilter.h"
 #include "UTBeforeFilter.h"
 #include "UTDataSet.h"
 
 namespace {
 
-// Guards the construction of the singleton; taken only there.
-std::mutex instanceMutex;
-// Published once, after construction; read without the lock on the fast path.
-std::atomic<FilterManager*> instance{nullptr};
+// Lives until the process ends: the service and detached workers keep using it.
+quil::LazySingleton<FilterManager> instance;
 
 const char* const kOmbrelQueryHeader = "a-ombrel-q";
 const char* const kOmbrelResponseHeader = "a-ombrel-p";
@@ -33,18 +34,7 @@ const char* const kOmbrelResponseHeader = "a-ombrel-p";
 }  // namespace
 
 FilterManager* FilterManager::GetInstance() {
-    FilterManager* manager = instance.load(std::memory_order_acquire);
-    if (manager != nullptr) {
-        return manager;
-    }
-    std::lock_guard<std::mutex> lock(instanceMutex);
-    manager = instance.load(std::memory_order_relaxed);
-    if (manager == nullptr) {
-        // Lives until the process ends: the service and detached workers keep using it.
-        manager = new FilterManager();
-        instance.store(manager, std::memory_order_release);
-    }
-    return manager;
+    return instance.Get([] { return new FilterManager(); });
 }
 
 FilterManager::FilterManager() {
@@ -66,13 +56,13 @@ FilterManager::FilterManager() {
     // "b_threshold", the filter above
     beforeFilters.emplace_back(threshold.release());
 
-    afterFilters.emplace_back(nullptr);  // SLOT(time): "a_time_calibration"
+    afterFilters.emplace_back(new TimeCalibrationAfterFilter());  // "a_time_calibration"
     // "a_security_kolva", wired to the threshold filter; also the default cookie storage
     afterFilters.emplace_back(kolva.release());
     afterFilters.emplace_back(new LoginAfterFilter());             // "a_login"
     afterFilters.emplace_back(new CacheAfterFilter());             // "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"
-    afterFilters.emplace_back(nullptr);                            // SLOT(error): "a_error_handle"
+    afterFilters.emplace_back(new ErrorHandlerAfterFilter());      // "a_error_handle"
     afterFilters.emplace_back(new ErrorCodeMappingAfterFilter());  // "a_errorcode_mapping"
     afterFilters.emplace_back(new UTAfterFilter());                // "a_ut"
 }
@@ -134,12 +124,17 @@ FilterResult* FilterManager::DoAfter(QuilRequest* request, QuilResponse* respons
     return result;
 }
 
-void FilterManager::AddOmbrelQueryHeader(QuilRequest* request) {
+IOmbrelHeaderHandler* FilterManager::LockOmbrelHandler(std::unique_lock<std::mutex>& lock) {
     if (ombrelHandler.load() == nullptr) {
-        return;
+        return nullptr;
     }
-    std::lock_guard<std::mutex> lock(ombrelMutex);
-    IOmbrelHeaderHandler* handler = ombrelHandler.load();
+    lock = std::unique_lock<std::mutex>(ombrelMutex);
+    return ombrelHandler.load();
+}
+
+void FilterManager::AddOmbrelQueryHeader(QuilRequest* request) {
+    std::unique_lock<std::mutex> lock;
+    IOmbrelHeaderHandler* handler = LockOmbrelHandler(lock);
     if (handler == nullptr) {
         return;
     }
@@ -157,11 +152,8 @@ void FilterManager::AddOmbrelQueryHeader(QuilRequest* request) {
 }
 
 void FilterManager::NotifyOmbrelResponseHeader(QuilRequest* request, QuilResponse* response) {
-    if (ombrelHandler.load() == nullptr) {
-        return;
-    }
-    std::lock_guard<std::mutex> lock(ombrelMutex);
-    IOmbrelHeaderHandler* handler = ombrelHandler.load();
+    std::unique_lock<std::mutex> lock;
+    IOmbrelHeaderHandler* handler = LockOmbrelHandler(lock);
     if (handler == nullptr) {
         return;
     }

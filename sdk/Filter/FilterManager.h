@@ -57,6 +57,9 @@ private:
     void AddOmbrelQueryHeader(QuilRequest* request);
     // Hands "a-ombrel-p" of response to the host's component, if a component is set.
     void NotifyOmbrelResponseHeader(QuilRequest* request, QuilResponse* response);
+    // The host's component with ombrelMutex held through lock, or null when none is set (the
+    // lock is then taken only if a component was set a moment before).
+    IOmbrelHeaderHandler* LockOmbrelHandler(std::unique_lock<std::mutex>& lock);
 
     BeforeChain beforeFilters;
     AfterChain afterFilters;

@@ -1,10 +1,16 @@
 #include "PipelineReentry.h"
 
+#include <atomic>
+
 #include "QuilRequestImpl.h"
 #include "QuilResponseImpl.h"
-#include "QuilServiceImpl.h"
+#include "QuilService.h"
 
 namespace {
+
+// Written once while the service is built, before it is published; read by any thread.
+std::atomic<IPipelineReentry*> registeredCore{nullptr};
+std::atomic<IServerClock*> registeredClock{nullptr};
 
 // Copies the outcome of the nested pass into the present response: body, status, headers,
 // return information and parsed body. The present response keeps its own request.
@@ -23,20 +29,44 @@ void CopyOutcome(QuilResponseImpl* inner, QuilResponseImpl* outer) {
     outer->bodyJson = inner->bodyJson;
 }
 
+// The registered core; building the service registers it.
+IPipelineReentry* Core() {
+    IPipelineReentry* core = registeredCore.load(std::memory_order_acquire);
+    if (core == nullptr) {
+        QuilService::GetInstance();
+        core = registeredCore.load(std::memory_order_acquire);
+    }
+    return core;
+}
+
 }  // namespace
 
+void PipelineReentry::Register(IPipelineReentry* core, IServerClock* clock) {
+    registeredCore.store(core, std::memory_order_release);
+    registeredClock.store(clock, std::memory_order_release);
+}
+
+IServerClock* PipelineReentry::Clock() {
+    IServerClock* clock = registeredClock.load(std::memory_order_acquire);
+    if (clock == nullptr) {
+        QuilService::GetInstance();
+        clock = registeredClock.load(std::memory_order_acquire);
+    }
+    return clock;
+}
+
 void PipelineReentry::Reenter(QuilRequest* request, QuilResponse* response, FilterResult* result) {
-    QuilServiceImpl* service = dynamic_cast<QuilServiceImpl*>(QuilService::GetInstance());
+    IPipelineReentry* core = Core();
     QuilRequestImpl* impl = dynamic_cast<QuilRequestImpl*>(request);
-    if (service == nullptr || impl == nullptr || result == nullptr) {
+    if (core == nullptr || impl == nullptr || result == nullptr) {
         return;
     }
     impl->retryTime += 1;
     if (impl->isAsync != 0) {
         // The queued pass owns the request from here; what it returns is not looked at.
-        service->AsyncCall(impl, kResumeFilter);
+        core->QueuePass(impl, kResumeFilter);
     } else {
-        QuilResponse* inner = service->SyncCall(impl);
+        QuilResponse* inner = core->RunNestedPass(impl);
         QuilResponseImpl* innerImpl = dynamic_cast<QuilResponseImpl*>(inner);
         QuilResponseImpl* outerImpl = dynamic_cast<QuilResponseImpl*>(response);
         if (innerImpl != nullptr && outerImpl != nullptr) {

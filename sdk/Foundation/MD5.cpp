@@ -1,14 +1,13 @@
 #include "MD5.h"
 
-#include <atomic>
 #include <cstring>
-#include <mutex>
+
+#include "LazySingleton.h"
 
 namespace {
 
-// Guards the construction of the process-wide instance only; its use is unguarded.
-std::mutex g_instanceMutex;
-std::atomic<MD5*> g_instance{nullptr};
+// The process-wide instance; only its construction is guarded, its use is not.
+quil::LazySingleton<MD5> g_instance;
 
 const uint8_t kPadding[64] = {0x80};
 
@@ -49,16 +48,7 @@ MD5::MD5() {
 }
 
 MD5* MD5::GetInstance() {
-    MD5* instance = g_instance.load(std::memory_order_acquire);
-    if (instance == nullptr) {
-        std::lock_guard<std::mutex> lock(g_instanceMutex);
-        instance = g_instance.load(std::memory_order_relaxed);
-        if (instance == nullptr) {
-            instance = new MD5();
-            g_instance.store(instance, std::memory_order_release);
-        }
-    }
-    return instance;
+    return g_instance.Get([] { return new MD5(); });
 }
 
 void MD5::Reset() {

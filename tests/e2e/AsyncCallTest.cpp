@@ -126,10 +126,10 @@ TEST_F(AsyncCall, CallbacksDeliverEachAnswerOnANetworkThread) {
         EXPECT_EQ(request.answerCode, "SUCCESS");
     }
     // Each call reported once, as an asynchronous one.
-    const std::vector<StatisticsEvent> reports =
-        host.Statistics().Events("CommitPoint", "performance");
+    const std::vector<StatisticsCall> reports =
+        host.Statistics().Calls("CommitPoint", "performance");
     ASSERT_EQ(reports.size(), static_cast<std::size_t>(kCalls));
-    for (const StatisticsEvent& report : reports) {
+    for (const StatisticsCall& report : reports) {
         EXPECT_EQ(report.Dimension("isSync"), "false");
         EXPECT_EQ(report.Dimension("errorCode"), "SUCCESS");
     }
@@ -177,7 +177,7 @@ void ExpectCancelledCallGetsNoCallback(E2eHost& host, CallbackCollector& collect
     ASSERT_TRUE(host.Client().WaitForCompletions(1, kLimit));
     EXPECT_EQ(host.Gateway().Requests().at(0).answerCode, "SUCCESS");
     EXPECT_EQ(collector.Count(), 0u);
-    EXPECT_TRUE(host.Statistics().Events("CommitPoint", "performance").empty());
+    EXPECT_TRUE(host.Statistics().Calls("CommitPoint", "performance").empty());
 
     // The service goes on serving.
     CallbackCollector::Tag next{&collector, 1};

@@ -21,8 +21,8 @@ protected:
 
     // The single report of a failed exchange: one "networkSendError".
     void ExpectNetworkSendError(const std::string& status) {
-        const std::vector<StatisticsEvent> fails =
-            host.Statistics().Events("CommitFail", "networkSendError");
+        const std::vector<StatisticsCall> fails =
+            host.Statistics().Calls("CommitFail", "networkSendError");
         ASSERT_EQ(fails.size(), 1u);
         EXPECT_EQ(fails[0].module, "quilsdk");
         EXPECT_EQ(fails[0].arg, "");
@@ -84,7 +84,7 @@ TEST_F(Failure, Status500WithGatewayBodyIsJudgedByTheBody) {
     EXPECT_EQ(response->GetRetInfo()->retCode, "FAIL_SYS_INTERNAL_FAULT");
     EXPECT_EQ(response->GetRetInfo()->retMsg, "service busy");
     EXPECT_EQ(response->GetRetInfo()->errorType, 3);
-    EXPECT_TRUE(host.Statistics().Events("CommitFail", "networkSendError").empty());
+    EXPECT_TRUE(host.Statistics().Calls("CommitFail", "networkSendError").empty());
 }
 
 TEST_F(Failure, Status500WithTextBodyIsServerError) {
@@ -100,7 +100,7 @@ TEST_F(Failure, Status500WithTextBodyIsServerError) {
     EXPECT_EQ(response->GetRetInfo()->retCode, "FAIL_SYS_CUSTOM_ERROR");
     EXPECT_EQ(response->GetRetInfo()->retMsg, "server return error");
     EXPECT_EQ(response->GetRetInfo()->errorType, 3);
-    EXPECT_TRUE(host.Statistics().Events("CommitFail", "networkSendError").empty());
+    EXPECT_TRUE(host.Statistics().Calls("CommitFail", "networkSendError").empty());
 }
 
 TEST_F(Failure, Status500WithoutBodyIsNetworkFailure) {

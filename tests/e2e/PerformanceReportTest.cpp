@@ -67,26 +67,26 @@ TEST(PerformanceReport, OneCallReportsEveryPhaseInOrder) {
     ASSERT_NE(response, nullptr);
     ASSERT_TRUE(response->IsSuccess());
 
-    const std::vector<StatisticsEvent> registrations =
-        host.Statistics().Events("RegisterPoint", "performance");
+    const std::vector<StatisticsCall> registrations =
+        host.Statistics().Calls("RegisterPoint", "performance");
     ASSERT_EQ(registrations.size(), 1u);
     EXPECT_EQ(registrations[0].module, "quilsdk");
     EXPECT_EQ(registrations[0].dimensionNames, kDimensionNames);
     EXPECT_EQ(registrations[0].measureNames, kMeasureNames);
 
-    const std::vector<StatisticsEvent> reports =
-        host.Statistics().Events("CommitPoint", "performance");
+    const std::vector<StatisticsCall> reports =
+        host.Statistics().Calls("CommitPoint", "performance");
     ASSERT_EQ(reports.size(), 1u);
-    const StatisticsEvent& report = reports[0];
+    const StatisticsCall& report = reports[0];
     EXPECT_EQ(report.module, "quilsdk");
     const std::vector<std::pair<std::string, std::string>> dimensions = {
         {"api", "e2e.echo"},   {"version", "1.0"},         {"domain", host.HostText()},
         {"method", "post"},    {"isSync", "true"},         {"isSSL", "false"},
         {"retryTime", "0"},    {"errorCode", "SUCCESS"},   {"retType", "0"},
         {"useProxy", "false"}, {"protocolVersion", "6.3"}, {"httpStatusCode", "200"}};
-    EXPECT_EQ(report.dimensions, dimensions);
+    EXPECT_EQ(report.dimensionValues, dimensions);
     std::vector<std::string> measureNames;
-    for (const auto& measure : report.measures) {
+    for (const auto& measure : report.measureValues) {
         measureNames.push_back(measure.first);
     }
     ASSERT_EQ(measureNames, kMeasureNames);
@@ -131,12 +131,12 @@ TEST(PerformanceReport, OneCallReportsEveryPhaseInOrder) {
     EXPECT_EQ(report.Measure("responseBodySize"),
               static_cast<double>(exchange.responseBody.size()));
 
-    const std::vector<StatisticsEvent> outcomes =
-        host.Statistics().Events("CommitSuccess", "successRate");
+    const std::vector<StatisticsCall> outcomes =
+        host.Statistics().Calls("CommitSuccess", "successRate");
     ASSERT_EQ(outcomes.size(), 1u);
     EXPECT_EQ(outcomes[0].module, "quilsdk");
     EXPECT_EQ(outcomes[0].arg, "");
-    EXPECT_TRUE(host.Statistics().Events("CommitFail", "successRate").empty());
+    EXPECT_TRUE(host.Statistics().Calls("CommitFail", "successRate").empty());
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "RecordingStatistics.h"
 
-#include "StatisticsSlot.h"
-
 namespace quil {
 namespace test {
 
@@ -83,8 +81,33 @@ void RecordingStatistics::CommitPoint(const char* module, const char* point,
 }
 
 void RecordingStatistics::Record(StatisticsCall call) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    calls_.push_back(std::move(call));
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        calls_.push_back(std::move(call));
+    }
+    changed_.notify_all();
+}
+
+bool RecordingStatistics::WaitFor(const std::string& operation, const std::string& point,
+                                  std::size_t count, std::chrono::milliseconds limit) const {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] {
+        std::size_t seen = 0;
+        for (const StatisticsCall& call : calls_) {
+            if (call.operation == operation && call.point == point) ++seen;
+        }
+        return seen >= count;
+    });
+}
+
+std::string StatisticsCall::Dimension(const std::string& name) const {
+    auto found = dimensions.find(name);
+    return found == dimensions.end() ? std::string() : found->second;
+}
+
+double StatisticsCall::Measure(const std::string& name) const {
+    auto found = measures.find(name);
+    return found == measures.end() ? -2.0 : found->second;
 }
 
 std::vector<StatisticsCall> RecordingStatistics::Calls() const {
@@ -128,12 +151,6 @@ StatisticsCall RecordingStatistics::LastPerformanceReport() const {
     if (reports.empty()) return StatisticsCall();
     return reports.back();
 }
-
-ScopedRecordingStatistics::ScopedRecordingStatistics() {
-    StatisticsSlot::SetStatistics(&statistics_);
-}
-
-ScopedRecordingStatistics::~ScopedRecordingStatistics() { StatisticsSlot::SetStatistics(nullptr); }
 
 }  // namespace test
 }  // namespace quil

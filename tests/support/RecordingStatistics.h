@@ -3,6 +3,8 @@
 // slot for the lifetime of a test.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <map>
 #include <mutex>
@@ -37,6 +39,10 @@ struct StatisticsCall {
     // CommitPoint: the same values by name.
     std::map<std::string, std::string> dimensions;
     std::map<std::string, double> measures;
+
+    // A CommitPoint's value by name: "" or -2.0 (a value no report carries) when it has none.
+    std::string Dimension(const std::string& name) const;
+    double Measure(const std::string& name) const;
 };
 
 class RecordingStatistics : public IQuilStatistics {
@@ -65,15 +71,21 @@ public:
     // The last "performance" report; a default StatisticsCall when there is none.
     StatisticsCall LastPerformanceReport() const;
 
+    // Waits until count calls of operation and point have come, or limit passes.
+    bool WaitFor(const std::string& operation, const std::string& point, std::size_t count,
+                 std::chrono::milliseconds limit) const;
+
 private:
     void Record(StatisticsCall call);
 
     mutable std::mutex mutex_;  // guards calls_
+    mutable std::condition_variable changed_;
     std::vector<StatisticsCall> calls_;
 };
 
 // Registers a RecordingStatistics in the statistics slot for the lifetime of a test, and empties
-// the slot again on destruction.
+// the slot again on destruction. For unit tests only (defined beside the static twin's users, in
+// ScopedRecordingStatistics.cpp).
 class ScopedRecordingStatistics {
 public:
     ScopedRecordingStatistics();

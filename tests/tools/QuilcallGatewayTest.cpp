@@ -298,6 +298,25 @@ TEST_F(QuilcallGateway, TimingDrawsEveryPhaseWithinTheColumns) {
     }
 }
 
+TEST_F(QuilcallGateway, AGatewayClockTwoHoursAheadIsCorrectedAndTheSummarySaysSo) {
+    gateway_->Settings().SetClockOffset(2 * 60 * 60);
+    const ChildResult result = Call({"--timing", "my.api", "1.0"}, {{"COLUMNS", "72"}});
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    EXPECT_EQ(gateway_->RequestCount(), 2u);
+    EXPECT_TRUE(Contains(result.out,
+                         "\nclock: the gateway corrected the clock (1 time); the call was retried "
+                         "after it\npasses: 2\ntiming: "))
+        << result.out;
+    // Nothing is printed of the SDK's log without --log-level.
+    EXPECT_FALSE(Contains(result.err, "response expired")) << result.err;
+}
+
+TEST_F(QuilcallGateway, ACallWithoutACorrectionSaysNothingOfTheClock) {
+    const ChildResult result = Call({"my.api", "1.0"});
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    EXPECT_FALSE(Contains(result.out, "clock:")) << result.out;
+}
+
 TEST_F(QuilcallGateway, TimingWithJsonCarriesThePerformanceReport) {
     const ChildResult result = Call({"--timing", "--json", "my.api", "1.0"});
     EXPECT_EQ(result.exitCode, 0) << result.out << result.err;

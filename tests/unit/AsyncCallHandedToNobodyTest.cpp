@@ -44,10 +44,7 @@ protected:
         recorder.Attach(request);
         return request;
     }
-    std::size_t AbandonedSize() {
-        std::lock_guard<std::recursive_mutex> lock(service->mutex);
-        return service->abandonedSends.size();
-    }
+    std::size_t AbandonedSize() { return service->calls.AbandonedCount(); }
 
     quil::test::RecordingLog& log() { return ServiceTestHost::Log(); }
     quil::test::ScriptedHttpClient& client() { return ServiceTestHost::Client(); }

@@ -88,8 +88,8 @@ TEST(FilterManager, FixedChainsHoldTheirFiltersAtTheirPositions) {
     const std::vector<std::string> expectedBefore = {"b_ut", "b_setup_request", "b_login",
                                                      "b_cache", "b_threshold"};
     const std::vector<std::string> expectedAfter = {
-        "", "a_security_kolva",    "a_login", "a_cache", "a_dynamic_api_config",
-        "", "a_errorcode_mapping", "a_ut"};
+        "a_time_calibration", "a_security_kolva",    "a_login", "a_cache", "a_dynamic_api_config",
+        "a_error_handle",     "a_errorcode_mapping", "a_ut"};
     EXPECT_EQ(manager->BeforeFilterNames(), expectedBefore);
     EXPECT_EQ(manager->AfterFilterNames(), expectedAfter);
 }

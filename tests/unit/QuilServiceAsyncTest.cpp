@@ -69,17 +69,10 @@ protected:
     }
 
     bool InFlightHolds(const HttpRequest* httpRequest) {
-        std::lock_guard<std::recursive_mutex> lock(service->mutex);
-        return service->inFlight.count(const_cast<HttpRequest*>(httpRequest)) == 1;
+        return service->calls.IsInFlight(httpRequest);
     }
-    std::size_t InFlightSize() {
-        std::lock_guard<std::recursive_mutex> lock(service->mutex);
-        return service->inFlight.size();
-    }
-    std::size_t AbandonedSize() {
-        std::lock_guard<std::recursive_mutex> lock(service->mutex);
-        return service->abandonedSends.size();
-    }
+    std::size_t InFlightSize() { return service->calls.InFlightCount(); }
+    std::size_t AbandonedSize() { return service->calls.AbandonedCount(); }
 
     quil::test::RecordingLog& log() { return ServiceTestHost::Log(); }
     quil::test::RecordingStatistics& statistics() { return ServiceTestHost::Statistics(); }

@@ -82,7 +82,7 @@ TEST_F(QuilServiceImplTest, TheSingletonIsBuiltWithItsParts) {
     ASSERT_NE(service->threadPool, nullptr);
     EXPECT_EQ(service->threadPool->MinThreads(), 1u);
     EXPECT_EQ(service->threadPool->MaxThreads(), 1u);
-    EXPECT_TRUE(service->inFlight.empty());
+    EXPECT_EQ(service->calls.InFlightCount(), 0u);
     EXPECT_EQ(service->nextId.load(), 0);
     EXPECT_EQ(service->timeOffset.load(), 0);
     EXPECT_FALSE(service->timeCalibrated.load());

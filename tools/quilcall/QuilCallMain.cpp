@@ -1,6 +1,7 @@
 // quilcall: makes one gateway call (or --repeat of them) through the SDK and the curl transport
 // and prints what came back, with what the traffic protection did to it. Exit codes: 0 success, 1
 // gateway failure, 2 local or network failure, 64 usage error.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +22,7 @@
 
 #include "ArgumentParser.h"
 #include "CallRunner.h"
+#include "ClockWatch.h"
 #include "DispatchRunner.h"
 #include "HelpText.h"
 #include "LoginSetup.h"
@@ -92,16 +94,20 @@ int main(int argc, char** argv) {
         // Before the first call: the SDK announces its report's layout then.
         config->RegisterUTStatistics(capture);
     }
-    // The watch reads what the traffic protection did from the SDK's own lines, so the SDK
-    // logs from the level the watch needs; the --log-level sink still sees only its levels.
+    // The watches read what the traffic protection did and whether the gateway corrected the
+    // clock from the SDK's own lines, so the SDK logs from the level they need; the --log-level
+    // sink still sees only its levels. The clock watch sees each line first and hands every
+    // one on to the traffic watch.
     static quil::StderrLog* const stderrLog = new quil::StderrLog();
     static quil::TrafficWatch* const watch =
         new quil::TrafficWatch(options.logLevel >= 0 ? stderrLog : nullptr, options.logLevel);
-    config->RegisterQuilLog(watch);
+    static quil::ClockWatch* const clockWatch = new quil::ClockWatch(watch, QUIL_LOG_VERBOSE);
+    config->RegisterQuilLog(clockWatch);
     const int sdkLevel =
-        options.logLevel >= 0 && options.logLevel < quil::TrafficWatch::kLevelNeeded
-            ? options.logLevel
-            : quil::TrafficWatch::kLevelNeeded;
+        std::min(options.logLevel >= 0 && options.logLevel < quil::TrafficWatch::kLevelNeeded
+                     ? options.logLevel
+                     : static_cast<int>(quil::TrafficWatch::kLevelNeeded),
+                 static_cast<int>(quil::ClockWatch::kWatchLevel));
     config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(sdkLevel));
     quil::InstallLogin(options);
     static quil::CurlHttpClient* const client = new quil::CurlHttpClient(TransportOptions(options));
@@ -123,6 +129,7 @@ int main(int argc, char** argv) {
     for (int round = 1; round <= options.repeat; ++round) {
         capture->Forget();
         watch->BeginCall();
+        clockWatch->BeginCall();
         outcome = quil::RunCall(options, callbackLimit);
         outcome.traffic = watch->Note();
 
@@ -141,6 +148,7 @@ int main(int argc, char** argv) {
                        " of " + std::to_string(options.repeat) + ":\n";
             }
             text += quil::RenderText(outcome);
+            text += quil::ClockSummary(clockWatch->Corrections(), hasReport ? &report : nullptr);
             if (hasReport) {
                 text += quil::DrawWaterfall(report, quil::TerminalWidth(answerFd));
             } else if (options.timing) {

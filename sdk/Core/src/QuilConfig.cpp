@@ -2,19 +2,20 @@
 
 #include <mutex>
 
+#include "LazySingleton.h"
 #include "NetworkManager.h"
 #include "QuilLogger.h"
 #include "StatisticsSlot.h"
 
 namespace {
 
-// Guards the construction of the singleton and every access to sidByUser and uidByUser. A
+// Guards every access to sidByUser and uidByUser. A
 // plain mutex: no operation of the registry calls another while holding it. It is taken
 // after any lock of the call pipeline and before none of the system's other locks.
 std::mutex configMutex;
 
-// Published once, after construction; read without the lock on the fast path.
-std::atomic<QuilConfig*> instance{nullptr};
+// Lives until the process ends: other singletons keep pointers to it.
+quil::LazySingleton<QuilConfig> instance;
 
 // An empty account key and the account "Default" are one and the same.
 std::string ResolveAccount(std::string userInfo) {
@@ -27,18 +28,7 @@ std::string ResolveAccount(std::string userInfo) {
 }  // namespace
 
 QuilConfig* QuilConfig::GetInstance() {
-    QuilConfig* config = instance.load(std::memory_order_acquire);
-    if (config != nullptr) {
-        return config;
-    }
-    std::lock_guard<std::mutex> lock(configMutex);
-    config = instance.load(std::memory_order_relaxed);
-    if (config == nullptr) {
-        // Lives until the process ends: other singletons keep pointers to it.
-        config = new QuilConfig();
-        instance.store(config, std::memory_order_release);
-    }
-    return config;
+    return instance.Get([] { return new QuilConfig(); });
 }
 
 bool QuilConfig::RegisterMultiAccountSession(std::string userInfo, std::string sid,

@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "LazySingleton.h"
+#include "MetricsColumns.h"
 #include "QuilLogger.h"
 #include "QuilStatisticsSetRefs.h"
 #include "StatisticsSlot.h"
@@ -12,53 +14,32 @@ const char* const kPerformancePoint = "performance";
 const char* const kSuccessRatePoint = "successRate";
 
 // Never destroyed: detached workers may still report while the process exits.
-quil::platform::OnceFlag g_instanceOnce;
-std::atomic<UTDataSet*> g_instance{nullptr};
+quil::LazySingleton<UTDataSet> g_instance;
 
-const char* BoolText(bool value) { return value ? "true" : "false"; }
+// Each column's name with the value it reads from entity, in table order.
+template <typename Values, typename Column>
+Values ReadColumns(const Column* columns, std::size_t count, const MetricsEntity& entity) {
+    Values values;
+    values.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        values.emplace_back(columns[i].name, columns[i].read(entity));
+    }
+    return values;
+}
 
 }  // namespace
 
 UTDataSet* UTDataSet::GetInstance() {
-    UTDataSet* instance = g_instance.load(std::memory_order_acquire);
-    if (instance != nullptr) return instance;
-    quil::platform::CallOnce(g_instanceOnce,
-                             [] { g_instance.store(new UTDataSet(), std::memory_order_release); });
-    return g_instance.load(std::memory_order_acquire);
+    return g_instance.Get([] { return new UTDataSet(); });
 }
 
-UTDataSet::UTDataSet()
-    : dimensionNames_{"api",     "version",  "domain",          "method",
-                      "isSync",  "isSSL",    "retryTime",       "errorCode",
-                      "retType", "useProxy", "protocolVersion", "httpStatusCode"},
-      measureNames_{"processStartTime",
-                    "processEndTime",
-                    "beforeFilterStartTime",
-                    "beforeFilterEndTime",
-                    "interceptRequestStartTime",
-                    "interceptRequestEndTime",
-                    "composeRequestStartTime",
-                    "composeRequestEndTime",
-                    "signStartTime",
-                    "signEndTime",
-                    "getCookieStartTime",
-                    "getCookieEndTime",
-                    "networkSendStartTime",
-                    "networkSendEndTime",
-                    "parseResponseStartTime",
-                    "parseResponseEndTime",
-                    "afterFilterStartTime",
-                    "afterFilterEndTime",
-                    "interceptResponseStartTime",
-                    "interceptResponseEndTime",
-                    "processContentStartTime",
-                    "processContentEndTime",
-                    "serverRT",
-                    "requestUrlLength",
-                    "requestHeaderSize",
-                    "requestBodySize",
-                    "responseHeaderSize",
-                    "responseBodySize"} {
+UTDataSet::UTDataSet() {
+    for (std::size_t i = 0; i < kDimensionColumnCount; ++i) {
+        dimensionNames_.emplace_back(kDimensionColumns[i].name);
+    }
+    for (std::size_t i = 0; i < kMeasureColumnCount; ++i) {
+        measureNames_.emplace_back(kMeasureColumns[i].name);
+    }
     IQuilStatistics* sink = StatisticsSlot::GetStatistics();
     if (sink != nullptr) {
         QuilDimensionSetRef dimensions(&dimensionNames_);
@@ -121,55 +102,11 @@ bool UTDataSet::DropMetricsEntity(const QuilRequest* request) {
 }
 
 UTDataSet::DimensionValues UTDataSet::BuildDimensionValues(const MetricsEntity& entity) {
-    return DimensionValues{
-        {"api", entity.api},
-        {"version", entity.version},
-        {"domain", entity.domain},
-        {"method", entity.method},
-        {"isSync", BoolText(entity.isSync)},
-        {"isSSL", BoolText(entity.isSSL)},
-        {"retryTime", std::to_string(entity.retryTime)},
-        {"errorCode", entity.errorCode},
-        {"retType", std::to_string(entity.retType)},
-        {"useProxy", BoolText(entity.useProxy)},
-        {"protocolVersion", entity.protocolVersion},
-        {"httpStatusCode", std::to_string(entity.httpStatusCode)},
-    };
+    return ReadColumns<DimensionValues>(kDimensionColumns, kDimensionColumnCount, entity);
 }
 
 UTDataSet::MeasureValues UTDataSet::BuildMeasureValues(const MetricsEntity& entity) {
-    return MeasureValues{
-        {"processStartTime", entity.processStartTime},
-        {"processEndTime", entity.processEndTime},
-        {"beforeFilterStartTime", entity.beforeFilterStartTime},
-        {"beforeFilterEndTime", entity.beforeFilterEndTime},
-        {"interceptRequestStartTime", entity.interceptRequestStartTime},
-        {"interceptRequestEndTime", entity.interceptRequestEndTime},
-        {"composeRequestStartTime", entity.composeRequestStartTime},
-        {"composeRequestEndTime", entity.composeRequestEndTime},
-        {"signStartTime", entity.signStartTime},
-        {"signEndTime", entity.signEndTime},
-        {"getCookieStartTime", entity.getCookieStartTime},
-        {"getCookieEndTime", entity.getCookieEndTime},
-        {"networkSendStartTime", entity.networkSendStartTime},
-        {"networkSendEndTime", entity.networkSendEndTime},
-        {"parseResponseStartTime", entity.parseResponseStartTime},
-        {"parseResponseEndTime", entity.parseResponseEndTime},
-        {"afterFilterStartTime", entity.afterFilterStartTime},
-        {"afterFilterEndTime", entity.afterFilterEndTime},
-        {"interceptResponseStartTime", entity.interceptResponseStartTime},
-        // Reports the request-side end under the response-side name; report readers have
-        // always seen it so, and the response-side field stays unreported.
-        {"interceptResponseEndTime", entity.interceptRequestEndTime},
-        {"processContentStartTime", entity.processContentStartTime},
-        {"processContentEndTime", entity.processContentEndTime},
-        {"serverRT", static_cast<double>(entity.serverRT)},
-        {"requestUrlLength", static_cast<double>(entity.requestUrlLength)},
-        {"requestHeaderSize", static_cast<double>(entity.requestHeaderSize)},
-        {"requestBodySize", static_cast<double>(entity.requestBodySize)},
-        {"responseHeaderSize", static_cast<double>(entity.responseHeaderSize)},
-        {"responseBodySize", static_cast<double>(entity.responseBodySize)},
-    };
+    return ReadColumns<MeasureValues>(kMeasureColumns, kMeasureColumnCount, entity);
 }
 
 void UTDataSet::OpenMetrics(const QuilRequest* request, int seqId, const std::string& api,

@@ -10,6 +10,7 @@
 
 #include "DelayedTaskQueue.h"
 #include "JsonQuote.h"
+#include "LazySingleton.h"
 #include "Platform.h"
 #include "QuilConfig.h"
 #include "QuilLogger.h"
@@ -21,10 +22,8 @@
 
 namespace {
 
-// Guards the building of the singleton; taken only there, and before nothing else.
-std::mutex instanceMutex;
-// Published once the object is whole; read without the lock on the fast path.
-std::atomic<QuilSignImpl*> instance{nullptr};
+// Published once the object is whole.
+quil::LazySingleton<QuilSignImpl> instance;
 
 // The limits in force, in milliseconds; only the test hook changes them.
 std::atomic<int64_t> signLimitMs{QuilSignImpl::kSignTimeLimitSeconds * 1000};
@@ -106,15 +105,7 @@ std::string Narrow(const std::vector<wchar_t>& buffer) {
 }  // namespace
 
 QuilSignImpl* QuilSignImpl::GetInstance() {
-    QuilSignImpl* sign = instance.load(std::memory_order_acquire);
-    if (sign != nullptr) return sign;
-    std::lock_guard<std::mutex> lock(instanceMutex);
-    sign = instance.load(std::memory_order_relaxed);
-    if (sign == nullptr) {
-        sign = new QuilSignImpl();
-        instance.store(sign, std::memory_order_release);
-    }
-    return sign;
+    return instance.Get([] { return new QuilSignImpl(); });
 }
 
 QuilSignImpl::QuilSignImpl() : signPool63(new ThreadPool(1, 1)), signPool62(new ThreadPool(1, 1)) {}
@@ -165,7 +156,8 @@ SignResult* QuilSignImpl::Sign6_3(int seqId, std::string& data, std::string& api
 
     // The suffix names the other road, and Sign6_2 names this one: the keys stay crossed.
     const std::string key = std::to_string(seqId) + "_sign6.2";
-    WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot(key);
+    WaitSlotHold hold(key);
+    WaitSlot* slot = hold.Slot();
     QUIL_LOG(QUIL_LOG_VERBOSE, "QUIL sign version 6.3, seqId: %d", seqId);
 
     signPool63->AddTask(
@@ -187,13 +179,13 @@ SignResult* QuilSignImpl::Sign6_3(int seqId, std::string& data, std::string& api
         ++signTimeoutCount;
         StatisticsSlot::CommitCount("signTimeout", "quil sign 6.3", 1.0);
     }
-    WaitSlotRegistry::ReleaseWaitSlot(key);
     return result;
 }
 
 SignResult* QuilSignImpl::Sign6_2(int seqId, std::string& data, int method) {
     const std::string key = std::to_string(seqId) + "_sign6.3";
-    WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot(key);
+    WaitSlotHold hold(key);
+    WaitSlot* slot = hold.Slot();
     QUIL_LOG(QUIL_LOG_INFO, "QUIL degrade sign version 6.2, seqId: %d", seqId);
 
     signPool62->AddTask(
@@ -211,7 +203,6 @@ SignResult* QuilSignImpl::Sign6_2(int seqId, std::string& data, int method) {
         result->errorCode = "-1";
         StatisticsSlot::CommitCount("signTimeout", "quil sign 6.2", 1.0);
     }
-    WaitSlotRegistry::ReleaseWaitSlot(key);
     return result;
 }
 
@@ -300,7 +291,8 @@ ActionResult* QuilSignImpl::ProcessContent(int seqId, std::string& content) {
     if (!QuilConfig::GetInstance()->securityEnabled) return new ActionResult();
 
     const std::string key = std::to_string(seqId) + "_processContent";
-    WaitSlot* slot = WaitSlotRegistry::AcquireWaitSlot(key);
+    WaitSlotHold hold(key);
+    WaitSlot* slot = hold.Slot();
     QUIL_LOG(QUIL_LOG_INFO, "QUIL proccess content, seqId: %d", seqId);
 
     uint32_t isAsync = 0;
@@ -342,7 +334,6 @@ ActionResult* QuilSignImpl::ProcessContent(int seqId, std::string& content) {
         result->mainAction = 0;
         result->subAction = 0;
     }
-    WaitSlotRegistry::ReleaseWaitSlot(key);
     return result;
 }
 

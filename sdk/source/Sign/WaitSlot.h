@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <utility>
 
 struct WaitSlot {
     std::string result;                 // the text posted; guarded by mutex
@@ -42,4 +43,22 @@ public:
 
     // Gives up this caller's hold on the slot of key; the last holder frees it and erases key.
     static void ReleaseWaitSlot(const std::string& key);
+};
+
+// Holds the slot of one key for a scope: acquires it on construction and releases this hold on
+// destruction, so that no path out of a wait leaves the slot behind. Not copyable; lives on
+// the waiting thread's stack.
+class WaitSlotHold {
+public:
+    explicit WaitSlotHold(std::string key)
+        : key_(std::move(key)), slot_(WaitSlotRegistry::AcquireWaitSlot(key_)) {}
+    ~WaitSlotHold() { WaitSlotRegistry::ReleaseWaitSlot(key_); }
+    WaitSlotHold(const WaitSlotHold&) = delete;
+    WaitSlotHold& operator=(const WaitSlotHold&) = delete;
+
+    WaitSlot* Slot() const { return slot_; }
+
+private:
+    const std::string key_;
+    WaitSlot* const slot_;
 };

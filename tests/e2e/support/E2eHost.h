@@ -12,8 +12,8 @@
 #include "GatewayEmulator.h"
 #include "QuilSDK.h"
 #include "RecordingHttpClient.h"
+#include "RecordingStatistics.h"
 #include "StandInControl.h"
-#include "StatisticsRecorder.h"
 #include "quil/CurlHttpClient.h"
 
 namespace quil {
@@ -44,7 +44,7 @@ public:
 
     GatewayEmulator& Gateway() { return gateway_; }
     RecordingHttpClient& Client() { return recording_; }
-    StatisticsRecorder& Statistics() { return statistics_; }
+    RecordingStatistics& Statistics() { return statistics_; }
     StandInControl& StandIn() { return standIn_; }
 
     // "127.0.0.1:<port>", the host text of every call.
@@ -58,7 +58,7 @@ private:
     GatewayEmulator gateway_;
     CurlHttpClient curl_;
     RecordingHttpClient recording_;
-    StatisticsRecorder statistics_;
+    RecordingStatistics statistics_;
 };
 
 // The last base line of every call, the only one with a blank after its colon.
