@@ -17,7 +17,8 @@ void PrintUsage() {
     std::cerr << "usage: quilgate [--port N] [--appkey KEY] [--clock-offset SECONDS]\n"
                  "                [--skew SECONDS] [--scenario FILE] [--session SID]...\n"
                  "                [--need-session API]... [--echo-ombrel] [--no-verify]\n"
-                 "                [--dns HOST=IP[,IP...]]...\n"
+                 "                [--dns HOST=IP[,IP...]]... [--hostile SEED]\n"
+                 "                [--hostile-slow MS] [--hostile-normal PERCENT]\n"
                  "Serves \"/gw/<api>/<version>/\" and \"/zent/mobileDispatch\" on 127.0.0.1.\n";
 }
 
@@ -55,6 +56,8 @@ int main(int argc, char** argv) {
     quil::GatewayEmulatorOptions options;
     long long port = 0;
     std::string scenarioPath;
+    bool hostile = false;
+    quil::HostileOptions hostileOptions;
     for (int i = 1; i < argc; ++i) {
         const std::string flag = argv[i];
         const bool hasValue = i + 1 < argc;
@@ -80,6 +83,18 @@ int main(int argc, char** argv) {
             ++i;
         } else if (flag == "--skew" && ParseInteger(argv[i + 1], &number) && number >= 0) {
             options.skewSeconds = number;
+            ++i;
+        } else if (flag == "--hostile" && ParseInteger(argv[i + 1], &number)) {
+            hostile = true;
+            hostileOptions.seed = static_cast<uint64_t>(number);
+            ++i;
+        } else if (flag == "--hostile-slow" && ParseInteger(argv[i + 1], &number) && number >= 0 &&
+                   number <= 600000) {
+            hostileOptions.slowMs = static_cast<int>(number);
+            ++i;
+        } else if (flag == "--hostile-normal" && ParseInteger(argv[i + 1], &number) &&
+                   number >= 0 && number <= 100) {
+            hostileOptions.normalPercent = static_cast<int>(number);
             ++i;
         } else if (flag == "--scenario") {
             scenarioPath = argv[++i];
@@ -115,6 +130,9 @@ int main(int argc, char** argv) {
             std::cerr << "quilgate: scenario " << scenarioPath << ": " << error << "\n";
             return 2;
         }
+    }
+    if (hostile) {
+        emulator.SetHostile(hostileOptions);
     }
     if (!emulator.Start(static_cast<int>(port))) {
         std::cerr << "quilgate: cannot listen on 127.0.0.1:" << port << "\n";
