@@ -33,7 +33,8 @@ case "$kind" in
     ;;
   asan)
     build=build/asan
-    cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DQUIL_SANITIZE=address,undefined "${launcher[@]}" >/dev/null
+    # The very configuration test.sh makes, so that its build is reused as it stands.
+    cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DQUIL_SANITIZE=address,undefined >/dev/null
     rss="${QUIL_SOAK_RSS_MB:-192}"
     export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:quarantine_size_mb=64"
     export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
