@@ -204,3 +204,36 @@ TEST(QuilGate, ABadFlagOrScenarioEndsItWithStatusTwo) {
 
 }  // namespace
 }  // namespace quil
+
+namespace quil {
+namespace {
+
+TEST(QuilGate, HostileFlagsTurnTheHostileModeOnAndBadValuesAreRefused) {
+    QuilGateProcess calm({"--hostile", "5", "--hostile-normal", "100"});
+    ASSERT_TRUE(calm.Started());
+    const int calmPort = PortOf(calm.ReadLine());
+    ASSERT_GT(calmPort, 0);
+    test::RawHttpResponse response;
+    ASSERT_TRUE(test::RoundTrip(calmPort, Wire(""), &response));
+    EXPECT_NE(response.body.find("SUCCESS::call succeeded"), std::string::npos);
+    EXPECT_EQ(calm.StopWith(SIGTERM), 0);
+
+    // No normal share: the answer is a bad one (often no valid answer), and it is counted.
+    QuilGateProcess hostile({"--hostile", "5", "--hostile-normal", "0", "--hostile-slow", "10"});
+    ASSERT_TRUE(hostile.Started());
+    const int port = PortOf(hostile.ReadLine());
+    ASSERT_GT(port, 0);
+    test::RawHttpConnection connection;
+    ASSERT_TRUE(connection.Connect(port));
+    ASSERT_TRUE(connection.Send(Wire("")));
+    connection.ReadResponse(&response, 5000);
+    EXPECT_EQ(hostile.StopWith(SIGTERM), 0);
+    EXPECT_EQ(hostile.ReadLine(), "quilgate stopped after 1 requests on 1 connections");
+
+    QuilGateProcess bad({"--hostile-normal", "101"});
+    ASSERT_TRUE(bad.Started());
+    EXPECT_EQ(bad.StopWith(0), 2);
+}
+
+}  // namespace
+}  // namespace quil

@@ -36,8 +36,7 @@ TEST(TrafficVerdictText, WellFormedUtf8IsEscapedAndReadsBackAsGiven) {
 TEST(TrafficVerdictText, BytesThatAreNotUtf8AreWrittenAsJsonCppReadsThem) {
     // 0xB8 0x50 is taken as one two-byte sequence (U+0610), a lone 0xFF as U+FFFD.
     const std::string text = Posted("22_processContent", "P\xb8P\xff");
-    EXPECT_EQ(text,
-              "{\"actionParam\":\"P\\u0610\\ufffd\",\"mainAction\":1,\"subAction\":2}\n");
+    EXPECT_EQ(text, "{\"actionParam\":\"P\\u0610\\ufffd\",\"mainAction\":1,\"subAction\":2}\n");
     EXPECT_EQ(ReadParam(text), "P\xd8\x90\xef\xbf\xbd");
 }
 
