@@ -52,6 +52,10 @@ int RunLoadPhase(const SoakSettings& settings) {
         std::min<Clock::duration>((deadline - start) / 10, std::chrono::seconds(30));
     std::this_thread::sleep_until(start + warmUp);
     const long long rssStart = ResidentKib();
+    // A middle reading tells growth that levels off (the allocator's working size) from growth
+    // that goes on (a leak).
+    std::this_thread::sleep_until(start + (deadline - start) / 2 + warmUp / 2);
+    const long long rssMiddle = ResidentKib();
     for (std::thread& caller : callers) caller.join();
 
     // The drain: every call still on its way ends within the transport's limit (plus the
@@ -66,13 +70,14 @@ int RunLoadPhase(const SoakSettings& settings) {
     const CallLedger& ledger = host.Ledger();
     std::printf(
         "load: calls=%lld sync=%lld async=%lld callbacks=%lld withdrawn=%lld missing=%lld "
-        "duplicate=%lld unexpected=%lld exchanges=%llu rss_start_kb=%lld rss_end_kb=%lld\n",
+        "duplicate=%lld unexpected=%lld exchanges=%llu rss_start_kb=%lld rss_middle_kb=%lld "
+        "rss_end_kb=%lld\n",
         static_cast<long long>(host.SyncCalls() + ledger.Calls()),
         static_cast<long long>(host.SyncCalls()), static_cast<long long>(ledger.Calls()),
         static_cast<long long>(ledger.Callbacks()), static_cast<long long>(ledger.WithdrawnCount()),
         static_cast<long long>(ledger.Missing()), static_cast<long long>(ledger.Duplicates()),
         static_cast<long long>(ledger.Unexpected()),
-        static_cast<unsigned long long>(host.Transport().Exchanges()), rssStart, rssEnd);
+        static_cast<unsigned long long>(host.Transport().Exchanges()), rssStart, rssMiddle, rssEnd);
     std::fflush(stdout);
     return 0;
 }
