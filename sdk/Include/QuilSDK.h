@@ -21,3 +21,4 @@
 #include "QuilService.h"
 #include "QuilVersion.h"
 #include "RetInfo.h"
+#include "ZentDispatch.h"

@@ -45,6 +45,18 @@ std::string DispatchEndpoint::AnswerText(const std::vector<DispatchEntry>& entri
 }
 
 EmulatorAnswer DispatchEndpoint::Answer(ReceivedRequest& request) const {
+    // Every call takes its scripted answer, refused or not, so that a script counts calls.
+    ScriptedDispatchAnswer scripted;
+    const bool isScripted = settings_.TakeDispatchScripted(&scripted);
+    EmulatorAnswer answer = Decide(request, isScripted ? &scripted : nullptr);
+    if (isScripted) {
+        answer.delayMs = scripted.delayMs;
+    }
+    return answer;
+}
+
+EmulatorAnswer DispatchEndpoint::Decide(ReceivedRequest& request,
+                                        const ScriptedDispatchAnswer* scripted) const {
     if (request.method != "POST") {
         return Refusal(kDispatchBadForm);
     }
@@ -70,13 +82,29 @@ EmulatorAnswer DispatchEndpoint::Answer(ReceivedRequest& request) const {
         sign->second != standin::Signature(appKey, standin::kLabelUrlMethod2, signInput)) {
         return Refusal(kDispatchBadSign);
     }
-    const std::string text = AnswerText(settings_.DispatchEntries());
     EmulatorAnswer answer;
+    if (scripted != nullptr && scripted->status != 200) {
+        answer.status = scripted->status;
+        answer.code = std::to_string(scripted->status);
+        return answer;
+    }
+    std::string text;
+    if (scripted != nullptr && scripted->hasText) {
+        text = scripted->text;
+    } else {
+        text =
+            AnswerText(scripted != nullptr && scripted->hasEntries ? scripted->entries
+                                                                   : settings_.DispatchEntries());
+    }
     answer.status = 200;
-    answer.code = settings_.DispatchCode();
+    answer.code =
+        scripted != nullptr && scripted->hasCode ? scripted->code : settings_.DispatchCode();
     answer.headers.emplace_back("Content-Type", "text/plain;charset=UTF-8");
     answer.headers.emplace_back("x-zn-code", answer.code);
-    switch (settings_.GetDispatchSignMode()) {
+    const DispatchSignMode signMode = scripted != nullptr && scripted->hasSignMode
+                                          ? scripted->signMode
+                                          : settings_.GetDispatchSignMode();
+    switch (signMode) {
         case DispatchSignMode::kValid:
             answer.headers.emplace_back(
                 "x-zn-sign", standin::Signature(appKey, standin::kLabelUrlMethod2, text));

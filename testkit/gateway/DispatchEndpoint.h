@@ -17,13 +17,17 @@ class DispatchEndpoint {
 public:
     explicit DispatchEndpoint(GatewaySettings& settings) : settings_(settings) {}
 
-    // Decides the answer, and notes the rebuilt sign input in request.signInput.
+    // Decides the answer, from the next scripted one when there is a script, and notes the
+    // rebuilt sign input in request.signInput.
     EmulatorAnswer Answer(ReceivedRequest& request) const;
 
     // The JSON text of a dispatch answer holding entries, before Base64.
     static std::string AnswerText(const std::vector<DispatchEntry>& entries);
 
 private:
+    // The answer to a checked form; scripted, when not null, overrides the settings.
+    EmulatorAnswer Decide(ReceivedRequest& request, const ScriptedDispatchAnswer* scripted) const;
+
     GatewaySettings& settings_;
 };
 

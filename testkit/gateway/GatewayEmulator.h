@@ -63,6 +63,10 @@ public:
 
     // Appends answers to the script of api.
     void Script(const std::string& api, const std::vector<ScriptedAnswer>& answers);
+    // Appends answers to the dispatch service's script (one per call, in order).
+    void ScriptDispatch(const std::vector<ScriptedDispatchAnswer>& answers) {
+        settings_.AddDispatchScript(answers);
+    }
     // Applies a scenario file (format in GatewayScenario.h). False with a message on error.
     bool LoadScenarioFile(const std::string& path, std::string* error);
     bool LoadScenarioText(const std::string& json, std::string* error);

@@ -173,6 +173,10 @@ bool ParseGatewayScenario(const std::string& json, GatewayScenario* scenario, st
     if (root.isMember("dns") && !ReadDns(root["dns"], &result, error)) {
         return false;
     }
+    if (root.isMember("dispatchScript") &&
+        !ReadDispatchScript(root["dispatchScript"], &result.dispatchScript, error)) {
+        return false;
+    }
     if (root.isMember("echoOmbrel")) {
         if (!root["echoOmbrel"].isBool()) {
             *error = "\"echoOmbrel\" must be true or false";

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "DispatchScript.h"
+
 namespace quil {
 
 // One scripted answer to a "/gw/" call. A status of 0 means the emulator's own answer, given
@@ -21,12 +23,6 @@ struct ScriptedAnswer {
     int times = 1;  // how many calls this answer serves; -1 serves every call from then on
 };
 
-// One "dns" entry of a dispatch answer.
-struct DispatchEntry {
-    std::string host;
-    std::vector<std::string> ips;
-};
-
 // What a scenario file holds. Every part is optional; absent parts change nothing.
 struct GatewayScenario {
     std::map<std::string, std::vector<ScriptedAnswer>> scripts;  // key: api, lower case
@@ -34,6 +30,7 @@ struct GatewayScenario {
     std::vector<std::string> sessionApis;                        // APIs that need a session
     bool hasDispatchEntries = false;
     std::vector<DispatchEntry> dispatchEntries;
+    std::vector<ScriptedDispatchAnswer> dispatchScript;  // appended to the dispatch script
     bool hasEchoOmbrel = false;
     bool echoOmbrel = false;
 };
@@ -42,7 +39,8 @@ struct GatewayScenario {
 //   {"apis": {"<api>": [{"status": 419, "headers": {"x-retcode": "..."}, "body": "...",
 //                        "delayMs": 0, "close": false, "times": 1}, ...]},
 //    "sessions": ["sid"], "needSession": ["<api>"],
-//    "dns": [{"host": "h", "ips": ["1.2.3.4"]}], "echoOmbrel": true}
+//    "dns": [{"host": "h", "ips": ["1.2.3.4"]}], "echoOmbrel": true,
+//    "dispatchScript": [...]}  (the answers of the dispatch service, see DispatchScript.h)
 // A "body" that is an object or array is written as compact JSON; "headers" may also be an
 // array of [name, value] pairs. False with a message in error when the text does not fit.
 bool ParseGatewayScenario(const std::string& json, GatewayScenario* scenario, std::string* error);

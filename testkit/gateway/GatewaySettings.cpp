@@ -98,6 +98,24 @@ std::string GatewaySettings::DispatchCode() const {
     return dispatchCode_;
 }
 
+void GatewaySettings::AddDispatchScript(const std::vector<ScriptedDispatchAnswer>& answers) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    dispatchScript_.insert(dispatchScript_.end(), answers.begin(), answers.end());
+}
+
+bool GatewaySettings::TakeDispatchScripted(ScriptedDispatchAnswer* answer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (dispatchScript_.empty()) {
+        return false;
+    }
+    ScriptedDispatchAnswer& next = dispatchScript_.front();
+    *answer = next;
+    if (next.times > 0 && --next.times == 0) {
+        dispatchScript_.pop_front();
+    }
+    return true;
+}
+
 void GatewaySettings::Apply(const GatewayScenario& scenario) {
     for (const auto& script : scenario.scripts) {
         AddScript(script.first, script.second);
@@ -110,6 +128,9 @@ void GatewaySettings::Apply(const GatewayScenario& scenario) {
     }
     if (scenario.hasDispatchEntries) {
         SetDispatchEntries(scenario.dispatchEntries);
+    }
+    if (!scenario.dispatchScript.empty()) {
+        AddDispatchScript(scenario.dispatchScript);
     }
     if (scenario.hasEchoOmbrel) {
         SetEchoOmbrel(scenario.echoOmbrel);

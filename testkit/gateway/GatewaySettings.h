@@ -17,13 +17,6 @@
 
 namespace quil {
 
-// How the dispatch service signs its answer.
-enum class DispatchSignMode {
-    kValid,    // "x-zn-sign" is the signature of the decoded answer
-    kWrong,    // "x-zn-sign" is a well-formed signature of some other text
-    kMissing,  // no "x-zn-sign" line
-};
-
 class GatewaySettings {
 public:
     GatewaySettings() = default;
@@ -71,6 +64,10 @@ public:
     std::string DispatchCode() const;
     void SetDispatchSignMode(DispatchSignMode mode) { dispatchSignMode_ = mode; }
     DispatchSignMode GetDispatchSignMode() const { return dispatchSignMode_; }
+    // Appends answers to the dispatch script; each call takes the next one.
+    void AddDispatchScript(const std::vector<ScriptedDispatchAnswer>& answers);
+    // Takes the next scripted dispatch answer, if any, using up one of its times.
+    bool TakeDispatchScripted(ScriptedDispatchAnswer* answer);
 
     // Adds what the scenario holds: its scripts are appended, sessions and APIs added, dns
     // entries and the ombrel switch replaced when present.
@@ -91,6 +88,7 @@ private:
     std::map<std::string, std::deque<ScriptedAnswer>> scripts_;
     std::vector<DispatchEntry> dispatchEntries_;
     std::string dispatchCode_ = "1000";
+    std::deque<ScriptedDispatchAnswer> dispatchScript_;
 };
 
 }  // namespace quil

@@ -1,6 +1,7 @@
 #include "RecordingLog.h"
 
-#include "QuilLogger.h"
+// Through the public configuration only, so that end-to-end hosts can share this fake.
+#include "QuilConfig.h"
 
 namespace quil {
 namespace test {
@@ -73,11 +74,11 @@ std::vector<std::string> RecordingLog::Messages() const {
 }
 
 ScopedRecordingLog::ScopedRecordingLog() {
-    QuilLogger::SetMinimumLevel(0);
-    QuilLogger::SetSink(&log_);
+    QuilConfig::GetInstance()->SetQuilLogLevel(QUIL_LOG_VERBOSE);
+    QuilConfig::GetInstance()->RegisterQuilLog(&log_);
 }
 
-ScopedRecordingLog::~ScopedRecordingLog() { QuilLogger::SetSink(nullptr); }
+ScopedRecordingLog::~ScopedRecordingLog() { QuilConfig::GetInstance()->RegisterQuilLog(nullptr); }
 
 }  // namespace test
 }  // namespace quil

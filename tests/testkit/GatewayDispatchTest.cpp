@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "DispatchEndpoint.h"
 #include "GatewayEmulator.h"
@@ -182,6 +186,114 @@ TEST_F(GatewayDispatchTest, AClientThatAcceptsGzipGetsTheAnswerCompressed) {
     const RawHttpResponse response = Send(Wire(SignedForm(), true));
     EXPECT_EQ(response.Header("x-zn-code"), "1000");
     EXPECT_EQ(response.Header("Content-Encoding"), "gzip");
+}
+
+TEST_F(GatewayDispatchTest, EachCallTakesTheNextScriptedAnswerThenTheSettingsAgain) {
+    ScriptedDispatchAnswer wrongCode;
+    wrongCode.hasCode = true;
+    wrongCode.code = "01000";
+    ScriptedDispatchAnswer otherEntries;
+    otherEntries.hasEntries = true;
+    otherEntries.entries = {{"gw.quil.example", {"10.9.9.9"}}};
+    otherEntries.hasSignMode = true;
+    otherEntries.signMode = DispatchSignMode::kMissing;
+    ScriptedDispatchAnswer unavailable;
+    unavailable.status = 503;
+    ScriptedDispatchAnswer rawText;
+    rawText.hasText = true;
+    rawText.text = "not json";
+    emulator_->ScriptDispatch({wrongCode, otherEntries, unavailable, rawText});
+
+    EXPECT_EQ(Send(Wire(SignedForm())).Header("x-zn-code"), "01000");
+    const RawHttpResponse second = Send(Wire(SignedForm()));
+    EXPECT_EQ(second.Header("x-zn-code"), "1000");
+    EXPECT_FALSE(second.HasHeader("x-zn-sign"));
+    EXPECT_EQ(Base64Decode(second.body),
+              "{\"dns\":[{\"host\":\"gw.quil.example\",\"ips\":[\"10.9.9.9\"]}]}");
+    const RawHttpResponse third = Send(Wire(SignedForm()));
+    EXPECT_EQ(third.status, 503);
+    EXPECT_FALSE(third.HasHeader("x-zn-code"));
+    const RawHttpResponse fourth = Send(Wire(SignedForm()));
+    EXPECT_EQ(Base64Decode(fourth.body), "not json");
+    EXPECT_EQ(fourth.Header("x-zn-sign"),
+              standin::Signature(kAppKey, standin::kLabelUrlMethod2, "not json"));
+    const RawHttpResponse fifth = Send(Wire(SignedForm()));
+    EXPECT_EQ(fifth.Header("x-zn-code"), "1000");
+    EXPECT_EQ(Base64Decode(fifth.body),
+              "{\"dns\":[{\"host\":\"gw.quil.example\",\"ips\":[\"10.0.0.1\",\"10.0.0.2\"]},"
+              "{\"host\":\"other.quil.example\",\"ips\":[]}]}");
+}
+
+TEST_F(GatewayDispatchTest, ARefusedCallUsesUpItsScriptedAnswerToo) {
+    ScriptedDispatchAnswer wrongCode;
+    wrongCode.hasCode = true;
+    wrongCode.code = "01000";
+    emulator_->ScriptDispatch({wrongCode});
+    EXPECT_EQ(Send(Wire(Form())).Header("x-zn-code"), kDispatchBadSign);
+    EXPECT_EQ(Send(Wire(SignedForm())).Header("x-zn-code"), "1000");
+}
+
+TEST_F(GatewayDispatchTest, AScriptedDelayHoldsTheRequestInFlightUntilStopped) {
+    ScriptedDispatchAnswer slow;
+    slow.delayMs = 600000;
+    emulator_->ScriptDispatch({slow});
+    std::atomic<bool> done{false};
+    std::thread client([this, &done] {
+        RawHttpResponse response;
+        test::RoundTrip(emulator_->Port(), Wire(SignedForm()), &response);
+        done = true;
+    });
+    // Received and held: the journal has it while the client still waits for its answer.
+    ASSERT_TRUE(emulator_->WaitForRequests(1, std::chrono::seconds(20)));
+    EXPECT_EQ(emulator_->Requests()[0].answerCode, "1000");
+    EXPECT_FALSE(done.load());
+    // Stopping cuts the delay short, so the client is released.
+    emulator_->Stop();
+    client.join();
+    EXPECT_TRUE(done.load());
+}
+
+TEST_F(GatewayDispatchTest, AScenarioScriptsTheDispatchService) {
+    std::string error;
+    ASSERT_TRUE(emulator_->LoadScenarioText(
+        R"({"dispatchScript": [{"code": "01000"},
+                               {"sign": "wrong", "dns": [{"host": "a.example", "ips": ["1"]}]},
+                               {"text": "raw", "sign": "missing", "times": 2}]})",
+        &error))
+        << error;
+    EXPECT_EQ(Send(Wire(SignedForm())).Header("x-zn-code"), "01000");
+    const RawHttpResponse wrong = Send(Wire(SignedForm()));
+    EXPECT_EQ(Base64Decode(wrong.body), "{\"dns\":[{\"host\":\"a.example\",\"ips\":[\"1\"]}]}");
+    EXPECT_NE(wrong.Header("x-zn-sign"),
+              standin::Signature(kAppKey, standin::kLabelUrlMethod2, Base64Decode(wrong.body)));
+    for (int i = 0; i < 2; ++i) {
+        const RawHttpResponse raw = Send(Wire(SignedForm()));
+        EXPECT_EQ(Base64Decode(raw.body), "raw");
+        EXPECT_FALSE(raw.HasHeader("x-zn-sign"));
+    }
+    EXPECT_EQ(
+        Send(Wire(SignedForm())).Header("x-zn-sign"),
+        standin::Signature(kAppKey, standin::kLabelUrlMethod2,
+                           DispatchEndpoint::AnswerText(emulator_->Settings().DispatchEntries())));
+}
+
+TEST(GatewayDispatchScript, BadScriptsAreRefusedWithAMessage) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {R"({"dispatchScript": {}})", "\"dispatchScript\" must be an array"},
+        {R"({"dispatchScript": [1]})", "dispatchScript: a dispatch answer must be an object"},
+        {R"({"dispatchScript": [{"sign": "maybe"}]})",
+         "dispatchScript: \"sign\" must be \"valid\", \"wrong\" or \"missing\""},
+        {R"({"dispatchScript": [{"code": 1000}]})", "dispatchScript: \"code\" must be a string"},
+        {R"({"dispatchScript": [{"dns": [{"host": "h", "ips": [1]}]}]})",
+         "dispatchScript: \"ips\" must be an array of strings"},
+        {R"({"dispatchScript": [{"delayMs": -1}]})",
+         "dispatchScript: \"delayMs\", \"times\" or \"status\" out of range"}};
+    for (const auto& item : cases) {
+        GatewayScenario scenario;
+        std::string error;
+        EXPECT_FALSE(ParseGatewayScenario(item.first, &scenario, &error)) << item.first;
+        EXPECT_EQ(error, item.second);
+    }
 }
 
 TEST(GatewayDispatchAnswer, NoEntriesGiveAnEmptyDnsArray) {

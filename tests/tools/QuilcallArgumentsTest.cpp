@@ -369,5 +369,34 @@ TEST(QuilcallArguments, HelpListsEveryFlagOnALineOfItsOwn) {
     EXPECT_EQ(help.rfind("usage: quilcall [options] API VERSION\n", 0), 0u);
 }
 
+TEST(QuilcallArguments, DispatchAloneNeedsNoApiAndVersion) {
+    const ParseOutcome outcome = Parse({"--dispatch", "gw.quil.example", "--dispatch-failed",
+                                        "gw.quil.example", "--dispatch-failed=b.example"});
+    ASSERT_EQ(outcome.kind, ParseOutcome::Kind::kRun);
+    EXPECT_TRUE(outcome.options.hasDispatch);
+    EXPECT_EQ(outcome.options.dispatchDomain, "gw.quil.example");
+    EXPECT_EQ(outcome.options.dispatchFailed,
+              (std::vector<std::string>{"gw.quil.example", "b.example"}));
+    EXPECT_EQ(outcome.options.api, "");
+    EXPECT_EQ(Parse({"--dispatch-failed", "h"}).kind, ParseOutcome::Kind::kRun);
+}
+
+TEST(QuilcallArguments, DispatchGoesWithACall) {
+    const ParseOutcome outcome = Parse({"my.api", "1.0", "--dispatch", "d.example"});
+    ASSERT_EQ(outcome.kind, ParseOutcome::Kind::kRun);
+    EXPECT_EQ(outcome.options.api, "my.api");
+    EXPECT_EQ(outcome.options.dispatchDomain, "d.example");
+    EXPECT_FALSE(Parse({"my.api", "1.0"}).options.hasDispatch);
+}
+
+TEST(QuilcallArguments, BadDispatchFlagsAreUsageErrors) {
+    EXPECT_EQ(ErrorOf({"--dispatch", ""}), "--dispatch: wants a domain");
+    EXPECT_EQ(ErrorOf({"--dispatch-failed="}), "--dispatch-failed: wants a host");
+    EXPECT_EQ(ErrorOf({"--dispatch", "a", "--dispatch", "b"}), "--dispatch: may be given once");
+    EXPECT_EQ(ErrorOf({"--dispatch", "a", "--json"}),
+              "--json does not combine with --dispatch or --dispatch-failed");
+    EXPECT_EQ(ErrorOf({"--dispatch", "a", "my.api"}), "VERSION is missing (see --help)");
+}
+
 }  // namespace
 }  // namespace quil

@@ -177,6 +177,26 @@ std::string ApplyConnectTo(CallOptions& options, const std::string& value) {
     return std::string();
 }
 
+std::string ApplyDispatch(CallOptions& options, const std::string& value) {
+    if (value.empty()) {
+        return "wants a domain";
+    }
+    if (options.hasDispatch) {
+        return "may be given once";
+    }
+    options.hasDispatch = true;
+    options.dispatchDomain = value;
+    return std::string();
+}
+
+std::string ApplyDispatchFailed(CallOptions& options, const std::string& value) {
+    if (value.empty()) {
+        return "wants a host";
+    }
+    options.dispatchFailed.push_back(value);
+    return std::string();
+}
+
 std::string ApplySecurityPath(CallOptions& options, const std::string& value) {
     if (value.empty()) {
         return "wants a path, got nothing";
@@ -262,6 +282,8 @@ const std::vector<FlagSpec>& Flags() {
         {"--log-level", true, ApplyLogLevel},
         {"--connect-to", true, ApplyConnectTo},
         {"--timeout", true, ApplyTimeout},
+        {"--dispatch", true, ApplyDispatch},
+        {"--dispatch-failed", true, ApplyDispatchFailed},
         {"--insecure", false, Switch(&CallOptions::insecure)},
         {"--json", false, Switch(&CallOptions::json)},
         {"--timing", false, Switch(&CallOptions::timing)},
@@ -349,6 +371,15 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
         if (!refusal.empty()) {
             return UsageError(name + ": " + refusal);
         }
+    }
+    if (outcome.options.json &&
+        (outcome.options.hasDispatch || !outcome.options.dispatchFailed.empty())) {
+        return UsageError("--json does not combine with --dispatch or --dispatch-failed");
+    }
+    const bool dispatchOnly = positionals.empty() && (outcome.options.hasDispatch ||
+                                                      !outcome.options.dispatchFailed.empty());
+    if (dispatchOnly) {
+        return outcome;
     }
     if (positionals.size() < 2) {
         return UsageError(positionals.empty() ? "API and VERSION are missing (see --help)"

@@ -66,6 +66,12 @@ struct CallOptions {
     long timeoutMs = 30000;
     bool insecure = false;
 
+    // Domain dispatch: the domain whose address is asked for (after the call, when API and
+    // VERSION are given too), and the addresses reported as failed, in order.
+    bool hasDispatch = false;
+    std::string dispatchDomain;
+    std::vector<std::string> dispatchFailed;
+
     // Output.
     bool json = false;
     bool timing = false;

@@ -4,6 +4,7 @@ namespace quil {
 
 std::string HelpText() {
     return R"(usage: quilcall [options] API VERSION
+       quilcall [options] [API VERSION] --dispatch DOMAIN [--dispatch-failed HOST]...
 Makes one gateway call through QuilSDK and the curl transport, and prints the answer.
 
 Where and who:
@@ -50,6 +51,15 @@ The call:
   --ext-data TEXT          x-extdata
   --ext-type TEXT          x-exttype
   --domain-mode N          1 picks the first gateway host family, anything else the second
+
+Domain dispatch (after the call, when API and VERSION are given too):
+  --dispatch DOMAIN        ask the SDK's strategy table for DOMAIN's address, waiting for the
+                           background request to the dispatch service (within --timeout), and
+                           print it. The request is signed only once the security library has
+                           started, which a call does: give API VERSION too against a service
+                           that checks the sign
+  --dispatch-failed HOST   report the address handed out for HOST as failed (repeatable, in
+                           order, after --dispatch); DOMAIN's address is printed again after each
 
 Transport and output:
   --connect-to H:P:A:P     connect to address A:P for host H:P, URL unchanged (repeatable)

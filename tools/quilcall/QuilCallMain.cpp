@@ -20,6 +20,7 @@
 
 #include "ArgumentParser.h"
 #include "CallRunner.h"
+#include "DispatchRunner.h"
 #include "HelpText.h"
 #include "PerformanceCapture.h"
 #include "QuilConfig.h"
@@ -88,8 +89,8 @@ int main(int argc, char** argv) {
         // Before the first call: the SDK announces its report's layout then.
         config->RegisterUTStatistics(capture);
     }
+    static quil::StderrLog* const log = new quil::StderrLog();
     if (options.logLevel >= 0) {
-        static quil::StderrLog* const log = new quil::StderrLog();
         config->RegisterQuilLog(log);
         config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(options.logLevel));
     }
@@ -99,6 +100,15 @@ int main(int argc, char** argv) {
     // Beyond the transport's own limit, signing has limits of its own; this only guards
     // against an answer that never comes.
     const std::chrono::milliseconds callbackLimit(options.timeoutMs + 60000);
+    if (options.api.empty()) {
+        // Only dispatch was asked for.
+        const quil::DispatchOutcome dispatched = quil::RunDispatch(
+            options, options.logLevel >= 0 ? log : nullptr, options.logLevel, callbackLimit);
+        std::fputs(dispatched.text.c_str(), answer);
+        std::fflush(answer);
+        std::fflush(stderr);
+        return dispatched.hasAddress || !options.hasDispatch ? 0 : 2;
+    }
     const quil::CallOutcome outcome = quil::RunCall(options, callbackLimit);
 
     quil::PerformanceReport report;
@@ -118,10 +128,16 @@ int main(int argc, char** argv) {
             text += "timing: no performance report for this call\n";
         }
     }
+    int code = quil::ExitCodeFor(outcome);
+    if (options.hasDispatch || !options.dispatchFailed.empty()) {
+        const quil::DispatchOutcome dispatched = quil::RunDispatch(
+            options, options.logLevel >= 0 ? log : nullptr, options.logLevel, callbackLimit);
+        text += dispatched.text;
+        if (code == 0 && options.hasDispatch && !dispatched.hasAddress) code = 2;
+    }
     std::fputs(text.c_str(), answer);
     std::fflush(answer);
     std::fflush(stderr);
-    const int code = quil::ExitCodeFor(outcome);
     if (outcome.abandoned) {
         // A worker may still hold the request; leave without running any destructor.
         std::_Exit(code);
