@@ -6,8 +6,10 @@
 #   QUIL_SOAK_BUILD     "release" (build/release, the default) or "asan" (build/asan, with
 #                       AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer)
 #   QUIL_SOAK_SEED      the emulator's seed (default 1)
-#   QUIL_SOAK_RSS_MB    the bound on resident memory growth (default 64; 192 for asan, whose
-#                       quarantine and shadow memory grow with the allocations they watch)
+#   QUIL_SOAK_RSS_MB    the bound on resident memory growth (default 64; 384 for asan, whose
+#                       allocator keeps freed memory in quarantine and for reuse, and whose
+#                       shadow memory and stack records grow with the allocations they watch)
+#   QUIL_SOAK_HEAP_MB   the bound on live heap growth (default 32), the measure of a leak
 set -euo pipefail
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -35,7 +37,7 @@ case "$kind" in
     build=build/asan
     # The very configuration test.sh makes, so that its build is reused as it stands.
     cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DQUIL_SANITIZE=address,undefined >/dev/null
-    rss="${QUIL_SOAK_RSS_MB:-192}"
+    rss="${QUIL_SOAK_RSS_MB:-384}"
     export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:quarantine_size_mb=64"
     export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
     ;;
@@ -48,5 +50,6 @@ echo "== quilsoak ($kind, $build)"
 cmake --build "$build" -j "$jobs" --target quilsoak
 # The stand-in security library prints its install path at every load; only the phase and
 # verdict lines matter here.
-"$build/bin/quilsoak" --seconds "$seconds" --seed "$seed" --rss-growth-mb "$rss" |
+"$build/bin/quilsoak" --seconds "$seconds" --seed "$seed" --rss-growth-mb "$rss" \
+  --heap-growth-mb "${QUIL_SOAK_HEAP_MB:-32}" |
   grep -E '^(load|exit-phase|soak):'

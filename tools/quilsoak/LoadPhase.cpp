@@ -52,10 +52,12 @@ int RunLoadPhase(const SoakSettings& settings) {
         std::min<Clock::duration>((deadline - start) / 10, std::chrono::seconds(30));
     std::this_thread::sleep_until(start + warmUp);
     const long long rssStart = ResidentKib();
+    const long long heapStart = LiveHeapKib();
     // A middle reading tells growth that levels off (the allocator's working size) from growth
     // that goes on (a leak).
     std::this_thread::sleep_until(start + (deadline - start) / 2 + warmUp / 2);
     const long long rssMiddle = ResidentKib();
+    const long long heapMiddle = LiveHeapKib();
     for (std::thread& caller : callers) caller.join();
 
     // The drain: every call still on its way ends within the transport's limit (plus the
@@ -67,17 +69,19 @@ int RunLoadPhase(const SoakSettings& settings) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     const long long rssEnd = ResidentKib();
+    const long long heapEnd = LiveHeapKib();
     const CallLedger& ledger = host.Ledger();
     std::printf(
         "load: calls=%lld sync=%lld async=%lld callbacks=%lld withdrawn=%lld missing=%lld "
         "duplicate=%lld unexpected=%lld exchanges=%llu rss_start_kb=%lld rss_middle_kb=%lld "
-        "rss_end_kb=%lld\n",
+        "rss_end_kb=%lld heap_start_kb=%lld heap_middle_kb=%lld heap_end_kb=%lld\n",
         static_cast<long long>(host.SyncCalls() + ledger.Calls()),
         static_cast<long long>(host.SyncCalls()), static_cast<long long>(ledger.Calls()),
         static_cast<long long>(ledger.Callbacks()), static_cast<long long>(ledger.WithdrawnCount()),
         static_cast<long long>(ledger.Missing()), static_cast<long long>(ledger.Duplicates()),
         static_cast<long long>(ledger.Unexpected()),
-        static_cast<unsigned long long>(host.Transport().Exchanges()), rssStart, rssMiddle, rssEnd);
+        static_cast<unsigned long long>(host.Transport().Exchanges()), rssStart, rssMiddle, rssEnd,
+        heapStart, heapMiddle, heapEnd);
     std::fflush(stdout);
     return 0;
 }

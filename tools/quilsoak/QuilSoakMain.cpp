@@ -2,7 +2,7 @@
 // logged out meanwhile) with sixteen threads of synchronous and asynchronous calls and cancels
 // against the gateway emulator in hostile mode, then a phase that calls exit with calls in
 // flight, and prints one verdict line. Exit status 0 on a pass.
-//   quilsoak [--seconds N] [--threads N] [--seed N] [--rss-growth-mb N]
+//   quilsoak [--seconds N] [--threads N] [--seed N] [--rss-growth-mb N] [--heap-growth-mb N]
 //            [--timeout-ms N] [--slow-ms N]
 #include <cstdlib>
 #include <cstring>
@@ -44,6 +44,8 @@ int main(int argc, char** argv) {
             settings.port = static_cast<int>(value);
         } else if (flag == "--rss-growth-mb" && Number(text, 0, 1 << 20, &value)) {
             settings.rssGrowthMb = static_cast<int>(value);
+        } else if (flag == "--heap-growth-mb" && Number(text, 0, 1 << 20, &value)) {
+            settings.heapGrowthMb = static_cast<int>(value);
         } else if (flag == "--timeout-ms" && Number(text, 100, 600000, &value)) {
             settings.timeoutMs = static_cast<int>(value);
         } else if (flag == "--slow-ms" && Number(text, 0, 600000, &value)) {

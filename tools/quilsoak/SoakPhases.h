@@ -17,5 +17,8 @@ int RunSupervisor(const SoakSettings& settings, const char* self);
 
 // Resident memory of this process in KiB, 0 when it cannot be read.
 long long ResidentKib();
+// Bytes the program holds allocated (live heap) in KiB: the allocator's own count, from
+// AddressSanitizer's allocator on that build and from glibc's otherwise.
+long long LiveHeapKib();
 
 }  // namespace quil::soak

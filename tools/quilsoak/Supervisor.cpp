@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +13,11 @@
 #include <vector>
 
 #include "GatewayEmulator.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+// The sanitizer runtime's count of live bytes (g++ ships no header for it).
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
+#endif
 #include "SoakPhases.h"
 
 extern char** environ;
@@ -121,13 +127,19 @@ int RunSupervisor(const SoakSettings& settings, const char* self) {
                         (load.signal == 0 && (load.exitStatus != 0 || !loadReported) ? 1 : 0);
     const long long growthKb = counts["rss_end_kb"] - counts["rss_start_kb"];
     const long long boundKb = static_cast<long long>(settings.rssGrowthMb) * 1024;
+    // Resident memory also holds what the allocator keeps for reuse; the live heap tells a leak
+    // (memory still reachable but growing) from that.
+    const long long heapGrowthKb = counts["heap_end_kb"] - counts["heap_start_kb"];
+    const long long heapBoundKb = static_cast<long long>(settings.heapGrowthMb) * 1024;
     const bool pass = crashes == 0 && loadReported && counts["missing"] == 0 &&
                       counts["duplicate"] == 0 && counts["unexpected"] == 0 &&
-                      growthKb <= boundKb && exiting.exitStatus == 0 && exiting.signal == 0;
+                      growthKb <= boundKb && heapGrowthKb <= heapBoundKb &&
+                      exiting.exitStatus == 0 && exiting.signal == 0;
     std::printf(
         "soak: seconds=%d threads=%d seed=%llu calls=%lld callbacks=%lld withdrawn=%lld "
         "missing=%lld duplicate=%lld crashes=%d rss_start_kb=%lld rss_end_kb=%lld "
-        "rss_growth_bound_kb=%lld exit_status=%d verdict=%s\n",
+        "rss_growth_bound_kb=%lld heap_start_kb=%lld heap_end_kb=%lld heap_growth_bound_kb=%lld "
+        "exit_status=%d verdict=%s\n",
         settings.seconds, settings.threads, static_cast<unsigned long long>(settings.seed),
         counts["calls"], counts["callbacks"], counts["withdrawn"], counts["missing"],
         counts["duplicate"] + counts["unexpected"], crashes, counts["rss_start_kb"],
@@ -146,6 +158,15 @@ long long ResidentKib() {
     std::fclose(statm);
     if (read != 2) return 0;
     return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+long long LiveHeapKib() {
+#if defined(__SANITIZE_ADDRESS__)
+    return static_cast<long long>(__sanitizer_get_current_allocated_bytes() / 1024);
+#else
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<long long>((info.uordblks + info.hblkhd) / 1024);
+#endif
 }
 
 }  // namespace quil::soak
