@@ -8,13 +8,14 @@
 namespace quil::soak {
 
 struct SoakSettings {
-    int seconds = 60;      // length of the load phase
-    int threads = 16;      // calling threads of the load phase
-    uint64_t seed = 1;     // the hostile emulator's seed (and the callers' random choices)
-    int port = 0;          // the emulator's port (child phases)
-    int rssGrowthMb = 64;  // largest growth of resident memory allowed over the load phase
-    int timeoutMs = 2000;  // the transport's limit for a whole exchange
-    int slowMs = 3000;     // how long the emulator's slow answers take (beyond timeoutMs)
+    int seconds = 60;       // length of the load phase
+    int threads = 16;       // calling threads of the load phase
+    uint64_t seed = 1;      // the hostile emulator's seed (and the callers' random choices)
+    int port = 0;           // the emulator's port (child phases)
+    int rssGrowthMb = 64;   // largest growth of resident memory allowed over the load phase
+    int heapGrowthMb = 32;  // largest growth of the live heap allowed over the load phase
+    int timeoutMs = 2000;   // the transport's limit for a whole exchange
+    int slowMs = 3000;      // how long the emulator's slow answers take (beyond timeoutMs)
 };
 
 // The app key the soak's host and emulator share.

@@ -143,7 +143,7 @@ int RunSupervisor(const SoakSettings& settings, const char* self) {
         settings.seconds, settings.threads, static_cast<unsigned long long>(settings.seed),
         counts["calls"], counts["callbacks"], counts["withdrawn"], counts["missing"],
         counts["duplicate"] + counts["unexpected"], crashes, counts["rss_start_kb"],
-        counts["rss_end_kb"], boundKb,
+        counts["rss_end_kb"], boundKb, counts["heap_start_kb"], counts["heap_end_kb"], heapBoundKb,
         exiting.signal != 0 ? 128 + exiting.signal : exiting.exitStatus, pass ? "PASS" : "FAIL");
     std::fflush(stdout);
     return pass ? 0 : 1;
