@@ -49,7 +49,8 @@ cat >"$work/scenario.json" <<'JSON'
 }
 JSON
 
-"$quilgate" --port 0 --appkey "$appkey" --session demo-sid --need-session demo.user.profile \
+"$quilgate" --port 0 --appkey "$appkey" --session demo-sid --session demo-login-sid \
+  --need-session demo.user.profile \
   --scenario "$work/scenario.json" >"$work/quilgate.out" 2>&1 &
 gate_pid=$!
 address=""
@@ -90,6 +91,8 @@ run_step 0 "a signed POST" --data '{"item":"42","count":2}' demo.item.add 1.0
 run_step 0 "a GET with params" --get --param page=1 --param size=20 demo.item.list 1.0
 run_step 0 "an asynchronous call" --async --data '{"item":"7"}' demo.item.add 1.0
 run_step 0 "a call with a session" --need-login --sid demo-sid --uid demo-uid demo.user.profile 1.0
+run_step 0 "an expired session: a login, then the call again" --async --need-login \
+  --login-sid demo-login-sid --login-uid demo-uid demo.user.profile 1.0
 run_step 1 "a call the gateway refuses" --data '{"item":"404"}' demo.item.get 1.0
 run_step 0 "where the time goes" --timing --get demo.item.list 1.0
 

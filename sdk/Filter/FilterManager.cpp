@@ -6,6 +6,8 @@
 
 #include "DynamicApiConfigAfterFilter.h"
 #include "ErrorCodeMappingAfterFilter.h"
+#include "LoginAfterFilter.h"
+#include "LoginBeforeFilter.h"
 #include "MetricsEntity.h"
 #include "QuilLogger.h"
 #include "SetupRequestBeforeFilter.h"
@@ -47,7 +49,7 @@ FilterManager::FilterManager() {
 
     beforeFilters.emplace_back(new UTBeforeFilter());            // "b_ut"
     beforeFilters.emplace_back(new SetupRequestBeforeFilter());  // "b_setup_request"
-    beforeFilters.emplace_back(nullptr);  // SLOT(login): "b_login", LoginBeforeFilter
+    beforeFilters.emplace_back(new LoginBeforeFilter());         // "b_login"
     beforeFilters.emplace_back(nullptr);  // SLOT(cache): "b_cache", CacheBeforeFilter
     beforeFilters.emplace_back(nullptr);  // SLOT(threshold): "b_threshold", the filter above
 
@@ -57,7 +59,7 @@ FilterManager::FilterManager() {
     // at this moment, register its IQuilCookieStorage side there; a storage the host
     // registered earlier stays in place.
     afterFilters.emplace_back(nullptr);
-    afterFilters.emplace_back(nullptr);                            // SLOT(login): "a_login"
+    afterFilters.emplace_back(new LoginAfterFilter());             // "a_login"
     afterFilters.emplace_back(nullptr);                            // SLOT(cache): "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"
     afterFilters.emplace_back(nullptr);                            // SLOT(error): "a_error_handle"

@@ -1,4 +1,5 @@
-// A host log sink that records every line, for tests. Thread-safe.
+// A host log sink that records every line, for tests. Thread-safe. Public headers only, so
+// that the end-to-end tests share it.
 #pragma once
 
 #include <mutex>

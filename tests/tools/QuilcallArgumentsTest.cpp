@@ -122,6 +122,20 @@ TEST(QuilcallArguments, TextFlagsReachTheirFields) {
     EXPECT_EQ(o.extType, "ET");
 }
 
+TEST(QuilcallArguments, TheLoginSessionReachesItsFields) {
+    const ParseOutcome outcome = Parse({"--login-sid", "LS", "--login-uid=LU", "a", "v"});
+    ASSERT_EQ(outcome.kind, ParseOutcome::Kind::kRun) << outcome.error;
+    EXPECT_EQ(outcome.options.loginSid, "LS");
+    EXPECT_EQ(outcome.options.loginUid, "LU");
+    EXPECT_EQ(outcome.options.sid, "");
+}
+
+TEST(QuilcallArguments, ALoginUidWithoutALoginSidIsAUsageError) {
+    const ParseOutcome outcome = Parse({"--login-uid", "LU", "a", "v"});
+    EXPECT_EQ(outcome.kind, ParseOutcome::Kind::kUsageError);
+    EXPECT_EQ(outcome.error, "--login-uid needs --login-sid");
+}
+
 TEST(QuilcallArguments, SwitchesReachTheirFields) {
     const ParseOutcome outcome =
         Parse({"--get", "--ssl", "--need-login", "--async", "--no-security", "--insecure", "--json",

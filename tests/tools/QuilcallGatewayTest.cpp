@@ -172,6 +172,42 @@ TEST_F(QuilcallGateway, SessionOfAnotherAccount) {
     EXPECT_EQ(OnlyRequest().Header("x-sid"), "sid-1");
 }
 
+TEST_F(QuilcallGateway, AnExpiredSessionLogsInAndTheCallIsSentAgain) {
+    gateway_->Settings().AddSession("sid-login");
+    const ChildResult result =
+        Call({"--need-login", "--async", "--login-sid", "sid-login", "--login-uid", "uid-login",
+              "--log-level", "1", "--json", "my.private", "1.0"});
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    const Json::Value value = ParseJson(result.out);
+    EXPECT_TRUE(value["success"].asBool());
+    EXPECT_EQ(value["retCode"].asString(), "SUCCESS");
+    const std::vector<ReceivedRequest> requests = gateway_->Requests();
+    ASSERT_EQ(requests.size(), 2u);
+    // The first goes out without a session and is refused; the second carries the login's.
+    EXPECT_FALSE(requests[0].HasHeader("x-sid"));
+    EXPECT_EQ(requests[0].answerCode, "FAIL_SYS_SESSION_EXPIRED");
+    EXPECT_EQ(requests[1].Header("x-sid"), "sid-login");
+    EXPECT_EQ(requests[1].Header("x-uid"), "uid-login");
+    EXPECT_EQ(requests[1].answerCode, "SUCCESS");
+    EXPECT_TRUE(Contains(result.err, "response need login, but session invalid, id: 1\n"))
+        << result.err;
+    EXPECT_TRUE(Contains(result.err, "async request addToRequestPool, id: 1\n")) << result.err;
+    EXPECT_TRUE(Contains(result.err, "onLoginSuccess, retryAllRequest: Default\n")) << result.err;
+    EXPECT_TRUE(Contains(result.err,
+                         "updateSessionInfo userInfo: Default, sid: sid-login, uid: uid-login\n"))
+        << result.err;
+}
+
+TEST_F(QuilcallGateway, AnExpiredSessionOfASynchronousCallIsNotLoggedIn) {
+    gateway_->Settings().AddSession("sid-login");
+    const ChildResult result =
+        Call({"--need-login", "--login-sid", "sid-login", "--json", "my.private", "1.0"});
+    EXPECT_EQ(result.exitCode, 1) << result.out << result.err;
+    const Json::Value value = ParseJson(result.out);
+    EXPECT_EQ(value["retCode"].asString(), "FAIL_SYS_SESSION_EXPIRED");
+    EXPECT_EQ(OnlyRequest().answerCode, "FAIL_SYS_SESSION_EXPIRED");
+}
+
 TEST_F(QuilcallGateway, GatewayRefusalExitsOne) {
     ScriptedAnswer refusal;
     refusal.status = 200;

@@ -253,6 +253,8 @@ const std::vector<FlagSpec>& Flags() {
         {"--lng", true, Coordinate(&CallOptions::lng, 180.0)},
         {"--sid", true, Text(&CallOptions::sid)},
         {"--uid", true, Text(&CallOptions::uid)},
+        {"--login-sid", true, Text(&CallOptions::loginSid)},
+        {"--login-uid", true, Text(&CallOptions::loginUid)},
         {"--ssl-value", true, Text(&CallOptions::sslValue)},
         {"--proxy", true, Text(&CallOptions::proxy)},
         {"--security-path", true, ApplySecurityPath},
@@ -375,6 +377,9 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
     if (outcome.options.json &&
         (outcome.options.hasDispatch || !outcome.options.dispatchFailed.empty())) {
         return UsageError("--json does not combine with --dispatch or --dispatch-failed");
+    }
+    if (!outcome.options.loginUid.empty() && outcome.options.loginSid.empty()) {
+        return UsageError("--login-uid needs --login-sid");
     }
     const bool dispatchOnly = positionals.empty() && (outcome.options.hasDispatch ||
                                                       !outcome.options.dispatchFailed.empty());

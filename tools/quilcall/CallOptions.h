@@ -54,6 +54,10 @@ struct CallOptions {
     std::string lng;
     std::string sid;
     std::string uid;
+    // Log in through the test kit's scripted login, which succeeds with this session; empty
+    // means no login flow is registered.
+    std::string loginSid;
+    std::string loginUid;
     std::string sslValue;
     std::string proxy;
     bool hasSecurityPath = false;

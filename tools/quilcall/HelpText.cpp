@@ -22,6 +22,11 @@ Where and who:
   --lng DEGREES            longitude (sent together with --lat)
   --sid SID                session id registered for every call's account
   --uid UID                user id that goes with --sid
+  --login-sid SID          log in through the test kit's scripted login, which succeeds with
+                           this session: the session counts as valid at first, and when the
+                           gateway declares it expired an asynchronous call waits for the
+                           login and is sent again with SID (a synchronous one fails)
+  --login-uid UID          user id that goes with --login-sid
   --ssl-value TEXT         TLS value handed to the transport with --ssl
   --proxy URL              HTTP proxy for the call, e.g. http://10.0.0.1:3128
   --security-path PATH     path of the security library, relative to quilcall's directory

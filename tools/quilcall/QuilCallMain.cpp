@@ -22,6 +22,7 @@
 #include "CallRunner.h"
 #include "DispatchRunner.h"
 #include "HelpText.h"
+#include "LoginSetup.h"
 #include "PerformanceCapture.h"
 #include "QuilConfig.h"
 #include "RequestBuilder.h"
@@ -94,6 +95,7 @@ int main(int argc, char** argv) {
         config->RegisterQuilLog(log);
         config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(options.logLevel));
     }
+    quil::InstallLogin(options);
     static quil::CurlHttpClient* const client = new quil::CurlHttpClient(TransportOptions(options));
     config->RegisterHttpClient(client);
 
