@@ -11,7 +11,7 @@
 namespace quil::soak {
 
 int RunExitPhase(const SoakSettings& settings) {
-    SoakHost host(settings, 4096);
+    SoakHost& host = *new SoakHost(settings, 4096);  // never freed, see SoakHost.h
     std::mt19937_64 random(settings.seed);
     // Calls on both roads: synchronous ones on threads that never get to finish, and a burst
     // of asynchronous ones.

@@ -39,7 +39,7 @@ void Caller(SoakHost& host, uint64_t seed, Clock::time_point deadline) {
 }  // namespace
 
 int RunLoadPhase(const SoakSettings& settings) {
-    SoakHost host(settings, kLedgerCapacity);
+    SoakHost& host = *new SoakHost(settings, kLedgerCapacity);  // never freed, see SoakHost.h
     const auto start = Clock::now();
     const auto deadline = start + std::chrono::seconds(settings.seconds);
     std::vector<std::thread> callers;
@@ -74,14 +74,18 @@ int RunLoadPhase(const SoakSettings& settings) {
     std::printf(
         "load: calls=%lld sync=%lld async=%lld callbacks=%lld withdrawn=%lld missing=%lld "
         "duplicate=%lld unexpected=%lld exchanges=%llu rss_start_kb=%lld rss_middle_kb=%lld "
-        "rss_end_kb=%lld heap_start_kb=%lld heap_middle_kb=%lld heap_end_kb=%lld\n",
+        "rss_end_kb=%lld heap_start_kb=%lld heap_middle_kb=%lld heap_end_kb=%lld logins=%lld "
+        "login_ok=%lld login_fail=%lld login_cancel=%lld\n",
         static_cast<long long>(host.SyncCalls() + ledger.Calls()),
         static_cast<long long>(host.SyncCalls()), static_cast<long long>(ledger.Calls()),
         static_cast<long long>(ledger.Callbacks()), static_cast<long long>(ledger.WithdrawnCount()),
         static_cast<long long>(ledger.Missing()), static_cast<long long>(ledger.Duplicates()),
         static_cast<long long>(ledger.Unexpected()),
         static_cast<unsigned long long>(host.Transport().Exchanges()), rssStart, rssMiddle, rssEnd,
-        heapStart, heapMiddle, heapEnd);
+        heapStart, heapMiddle, heapEnd, static_cast<long long>(host.Login().Started()),
+        static_cast<long long>(host.Login().Succeeded()),
+        static_cast<long long>(host.Login().Failed()),
+        static_cast<long long>(host.Login().Cancelled()));
     std::fflush(stdout);
     return 0;
 }

@@ -7,6 +7,7 @@
 #include "QuilRequest.h"
 #include "QuilResponse.h"
 #include "QuilService.h"
+#include "RemoteLogin.h"
 
 namespace quil::soak {
 
@@ -28,7 +29,7 @@ CurlHttpClientOptions TransportOptions(const SoakSettings& settings) {
 }  // namespace
 
 SoakHost::SoakHost(const SoakSettings& settings, std::size_t ledgerCapacity)
-    : ledger_(ledgerCapacity), transport_(TransportOptions(settings)) {
+    : ledger_(ledgerCapacity), transport_(TransportOptions(settings)), login_(settings.seed) {
     gHost = this;
     QuilConfig* config = QuilConfig::GetInstance();
     config->environment = 0;
@@ -38,12 +39,16 @@ SoakHost::SoakHost(const SoakSettings& settings, std::size_t ledgerCapacity)
     config->ttid = "soak-ttid";
     config->devId = "soak-devid";
     config->RegisterHttpClient(&transport_);
+    RemoteLogin::setLoginImpl(&login_);
 }
 
 QuilRequest* SoakHost::MakeRequest(std::mt19937_64& random) {
     QuilRequest* request = QuilRequest::Create(kApis[random() % 4], "1.0");
     request->SetUserInfo(kAccounts[random() % 4]);
     request->SetMethod(static_cast<int>(random() % 2));
+    // A quarter of the calls need a login: they wait for the login flow when the account has
+    // no valid session, and fail with it when it fails or is cancelled.
+    request->SetNeedLogin(random() % 4 == 0);
     request->AddData("n", static_cast<int>(random() % 100000));
     if (random() % 4 == 0) request->AddData("text", std::string(random() % 2000, 'q'));
     return request;

@@ -1,6 +1,7 @@
 // SoakHost: the soak's host set-up, shared by its phases: the library's configuration, the
 // transport over the curl adapter, the completion callback that feeds the ledger, and the
-// calls themselves. One per process; built on the main thread before any call.
+// calls themselves. One per process, built on the main thread before any call and never
+// destroyed: the library's threads and the login flow may reach it until the process ends.
 #pragma once
 
 #include <atomic>
@@ -9,6 +10,7 @@
 #include <string>
 
 #include "CallLedger.h"
+#include "SoakLogin.h"
 #include "SoakSettings.h"
 #include "SoakTransport.h"
 
@@ -34,6 +36,7 @@ public:
 
     CallLedger& Ledger() { return ledger_; }
     SoakTransport& Transport() { return transport_; }
+    const SoakLogin& Login() const { return login_; }
     // Asynchronous calls sent and not yet answered or withdrawn.
     int64_t Outstanding() const { return outstanding_.load(); }
     int64_t SyncCalls() const { return syncCalls_.load(); }
@@ -43,6 +46,7 @@ private:
 
     CallLedger ledger_;
     SoakTransport transport_;
+    SoakLogin login_;
     std::atomic<int64_t> outstanding_{0};
     std::atomic<int64_t> syncCalls_{0};
 };

@@ -18,6 +18,7 @@
 // The sanitizer runtime's count of live bytes (g++ ships no header for it).
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
+#include "SoakLogin.h"
 #include "SoakPhases.h"
 
 extern char** environ;
@@ -99,6 +100,9 @@ int RunSupervisor(const SoakSettings& settings, const char* self) {
     hostile.slowMs = settings.slowMs;
     gateway.SetHostile(hostile);
     gateway.Settings().RequireSession("soak.profile", true);
+    for (int i = 0; i < kSoakSessions; ++i) {
+        gateway.Settings().AddSession("soak-sid-" + std::to_string(i));
+    }
     if (!gateway.Start(0)) {
         std::cerr << "quilsoak: the emulator cannot listen\n";
         return 2;
