@@ -4,6 +4,8 @@
 #include <map>
 #include <utility>
 
+#include "CacheAfterFilter.h"
+#include "CacheBeforeFilter.h"
 #include "DynamicApiConfigAfterFilter.h"
 #include "ErrorCodeMappingAfterFilter.h"
 #include "LoginAfterFilter.h"
@@ -50,7 +52,7 @@ FilterManager::FilterManager() {
     beforeFilters.emplace_back(new UTBeforeFilter());            // "b_ut"
     beforeFilters.emplace_back(new SetupRequestBeforeFilter());  // "b_setup_request"
     beforeFilters.emplace_back(new LoginBeforeFilter());         // "b_login"
-    beforeFilters.emplace_back(nullptr);  // SLOT(cache): "b_cache", CacheBeforeFilter
+    beforeFilters.emplace_back(new CacheBeforeFilter());         // "b_cache"
     beforeFilters.emplace_back(nullptr);  // SLOT(threshold): "b_threshold", the filter above
 
     afterFilters.emplace_back(nullptr);  // SLOT(time): "a_time_calibration"
@@ -60,7 +62,7 @@ FilterManager::FilterManager() {
     // registered earlier stays in place.
     afterFilters.emplace_back(nullptr);
     afterFilters.emplace_back(new LoginAfterFilter());             // "a_login"
-    afterFilters.emplace_back(nullptr);                            // SLOT(cache): "a_cache"
+    afterFilters.emplace_back(new CacheAfterFilter());             // "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"
     afterFilters.emplace_back(nullptr);                            // SLOT(error): "a_error_handle"
     afterFilters.emplace_back(new ErrorCodeMappingAfterFilter());  // "a_errorcode_mapping"

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 class QuilResponse;
 class ResponseSource;
@@ -18,4 +19,7 @@ struct FilterResult {
     ResponseSource* responseSource = nullptr;
     // The request now waits in the pending-request pool, which will complete it.
     bool waiting = false;
+    // Owns the ResponseSource that the cache before filter made, so that it ends with this
+    // record even after another filter has cleared responseSource. Callers never read it.
+    std::shared_ptr<ResponseSource> responseSourceOwner;
 };

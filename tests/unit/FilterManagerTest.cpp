@@ -82,9 +82,10 @@ TEST(FilterManager, FixedChainsHoldTheirFiltersAtTheirPositions) {
     FilterManager* manager = FilterManager::GetInstance();
     ASSERT_EQ(manager, FilterManager::GetInstance());
     // Every position by name; a position whose filter is not built yet reads "".
-    const std::vector<std::string> expectedBefore = {"b_ut", "b_setup_request", "b_login", "", ""};
+    const std::vector<std::string> expectedBefore = {"b_ut", "b_setup_request", "b_login",
+                                                     "b_cache", ""};
     const std::vector<std::string> expectedAfter = {
-        "", "", "a_login", "", "a_dynamic_api_config", "", "a_errorcode_mapping", "a_ut"};
+        "", "", "a_login", "a_cache", "a_dynamic_api_config", "", "a_errorcode_mapping", "a_ut"};
     EXPECT_EQ(manager->BeforeFilterNames(), expectedBefore);
     EXPECT_EQ(manager->AfterFilterNames(), expectedAfter);
 }
