@@ -49,11 +49,27 @@ EmulatorHttpServer::EmulatorHttpServer(Responder responder, RequestJournal& jour
         ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
     });
     new_task_queue = [] { return new ConnectionThreads(); };
-    const auto handler = [this](const httplib::Request& request, httplib::Response& response) {
-        Handle(request, response);
-    };
-    Get(".*", handler);
-    Post(".*", handler);
+    // A larger body is answered 413 (its bytes are read and dropped, not kept).
+    set_payload_max_length(kMaxBodyBytes);
+    Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
+        Handle(request.body, response);
+    });
+    // The library's own body reading answers 413 to any form-encoded body over 8,192 bytes,
+    // which is what the SDK posts; reading the body here takes it up to kMaxBodyBytes.
+    Post(".*", [this](const httplib::Request&, httplib::Response& response,
+                      const httplib::ContentReader& reader) {
+        std::string body;
+        const bool read = reader([&body](const char* data, std::size_t length) {
+            body.append(data, length);
+            return true;
+        });
+        if (!read) {
+            // The library has set the status already: 413 over the limit, 400 for a body cut
+            // short or malformed.
+            return;
+        }
+        Handle(body, response);
+    });
 }
 
 EmulatorHttpServer::~EmulatorHttpServer() { Shutdown(); }
@@ -147,7 +163,7 @@ bool EmulatorHttpServer::process_and_close_socket(socket_t sock) {
     return true;
 }
 
-void EmulatorHttpServer::Handle(const httplib::Request& request, httplib::Response& response) {
+void EmulatorHttpServer::Handle(const std::string& body, httplib::Response& response) {
     ConnectionContext* context = tCurrentConnection;
     if (context == nullptr) {
         response.status = 500;
@@ -158,7 +174,7 @@ void EmulatorHttpServer::Handle(const httplib::Request& request, httplib::Respon
     const std::size_t headEnd = consumed.find("\r\n\r\n");
     ParseRequestHead(headEnd == std::string::npos ? consumed : consumed.substr(0, headEnd + 4),
                      &received);
-    received.body = request.body;
+    received.body = body;
     received.connection = context->id;
     received.indexOnConnection = context->requestIndex;
 

@@ -13,6 +13,7 @@
 #include <functional>
 #include <mutex>
 #include <set>
+#include <string>
 #include <thread>
 
 #include "EmulatorAnswer.h"
@@ -38,10 +39,13 @@ public:
 
     uint64_t AcceptedConnections() const { return accepted_.load(); }
 
+    // The largest request body taken; a larger one is answered 413 and not kept.
+    static constexpr std::size_t kMaxBodyBytes = 32u * 1024u * 1024u;
+
 private:
     bool process_and_close_socket(socket_t sock) override;
 
-    void Handle(const httplib::Request& request, httplib::Response& response);
+    void Handle(const std::string& body, httplib::Response& response);
     void WaitUnlessStopping(int delayMs);
     bool Register(socket_t sock);
     void Unregister(socket_t sock);

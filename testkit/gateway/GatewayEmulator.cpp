@@ -1,5 +1,6 @@
 #include "GatewayEmulator.h"
 
+#include "AnswerCompression.h"
 #include "EmulatorHttpServer.h"
 
 namespace quil {
@@ -19,6 +20,7 @@ GatewayEmulator::GatewayEmulator(const GatewayEmulatorOptions& options)
     settings_.SetSkew(options.skewSeconds);
     settings_.SetVerifySignatures(options.verifySignatures);
     settings_.SetEchoOmbrel(options.echoOmbrel);
+    settings_.SetGzipAnswers(options.gzipAnswers);
     for (const std::string& sid : options.sessions) {
         settings_.AddSession(sid);
     }
@@ -93,6 +95,9 @@ void GatewayEmulator::SetHostile(const HostileOptions& options) {
 EmulatorAnswer GatewayEmulator::Route(ReceivedRequest& request) const {
     if (request.path.compare(0, 4, "/gw/") == 0) {
         EmulatorAnswer answer = gateway_.Answer(request);
+        if (settings_.GzipAnswers()) {
+            GzipIfOffered(request, answer);
+        }
         return hostile_ ? hostile_->AnswerGateway(request, std::move(answer)) : answer;
     }
     if (request.path == kDispatchPath) {

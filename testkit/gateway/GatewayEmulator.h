@@ -31,6 +31,7 @@ struct GatewayEmulatorOptions {
     int64_t skewSeconds = 300;       // how far "x-t" may be from the emulator's clock
     bool verifySignatures = true;
     bool echoOmbrel = false;
+    bool gzipAnswers = false;              // answers gzip-encoded when the request offers gzip
     std::vector<std::string> sessions;     // valid session ids
     std::vector<std::string> sessionApis;  // APIs that need a session
     std::vector<DispatchEntry> dispatchEntries;

@@ -44,6 +44,11 @@ public:
     void SetEchoOmbrel(bool on) { echoOmbrel_ = on; }
     bool EchoOmbrel() const { return echoOmbrel_; }
 
+    // Whether answers go out gzip-encoded to a request that offers gzip, as behind a front
+    // server with gzip on (off by default).
+    void SetGzipAnswers(bool on) { gzipAnswers_ = on; }
+    bool GzipAnswers() const { return gzipAnswers_; }
+
     void AddSession(const std::string& sid);
     void RemoveSession(const std::string& sid);
     bool IsSession(const std::string& sid) const;
@@ -76,6 +81,7 @@ public:
 private:
     std::atomic<int64_t> clockOffset_{0};
     std::atomic<int64_t> skew_{300};
+    std::atomic<bool> gzipAnswers_{false};
     std::atomic<bool> verifySignatures_{true};
     std::atomic<bool> echoOmbrel_{false};
     std::atomic<DispatchSignMode> dispatchSignMode_{DispatchSignMode::kValid};

@@ -13,13 +13,44 @@
 
 namespace {
 
-void PrintUsage() {
-    std::cerr << "usage: quilgate [--port N] [--appkey KEY] [--clock-offset SECONDS]\n"
-                 "                [--skew SECONDS] [--scenario FILE] [--session SID]...\n"
-                 "                [--need-session API]... [--echo-ombrel] [--no-verify]\n"
-                 "                [--dns HOST=IP[,IP...]]... [--hostile SEED]\n"
-                 "                [--hostile-slow MS] [--hostile-normal PERCENT]\n"
-                 "Serves \"/gw/<api>/<version>/\" and \"/zent/mobileDispatch\" on 127.0.0.1.\n";
+void PrintUsage(std::ostream& out) {
+    out << "usage: quilgate [--port N] [--appkey KEY] [--clock-offset SECONDS]\n"
+           "                [--skew SECONDS] [--scenario FILE] [--session SID]...\n"
+           "                [--need-session API]... [--echo-ombrel] [--no-verify] [--gzip]\n"
+           "                [--dns HOST=IP[,IP...]]... [--hostile SEED]\n"
+           "                [--hostile-slow MS] [--hostile-normal PERCENT]\n"
+           "Serves \"/gw/<api>/<version>/\" and \"/zent/mobileDispatch\" on 127.0.0.1, prints\n"
+           "\"quilgate listening on http://127.0.0.1:PORT\", and serves until SIGINT or SIGTERM.\n"
+           "Request bodies up to 32 MiB are taken; a longer one is answered 413.\n"
+           "  --port N                 port to listen on; 0 (the default) lets the system pick "
+           "one\n"
+           "  --appkey KEY             app key that signatures are checked with; without it each\n"
+           "                           request's own \"x-appkey\" is trusted\n"
+           "  --clock-offset SECONDS   the emulator's clock against the wall clock (may be\n"
+           "                           negative), to try a client's clock correction\n"
+           "  --skew SECONDS           how far a request's \"x-t\" may be from the emulator's\n"
+           "                           clock before it is refused as expired (default 300)\n"
+           "  --scenario FILE          JSON file of scripted answers per API, sessions and\n"
+           "                           dispatch entries (see the test kit's README)\n"
+           "  --session SID            a session id the gateway accepts (repeatable)\n"
+           "  --need-session API       an API that is refused without a valid session\n"
+           "                           (repeatable)\n"
+           "  --echo-ombrel            answer a request's \"a-ombrel-q\" header with\n"
+           "                           \"a-ombrel-p\" carrying the same value\n"
+           "  --no-verify              serve calls without checking their signatures\n"
+           "  --gzip                   answer gateway calls gzip-encoded when they offer gzip,\n"
+           "                           as a front server with gzip on does\n"
+           "  --dns HOST=IP[,IP...]    an entry the dispatch service answers for HOST\n"
+           "                           (repeatable)\n"
+           "  --hostile SEED           answer badly on purpose, in the order SEED gives (odd\n"
+           "                           statuses, broken bodies and headers, drops, slow and\n"
+           "                           expired answers, dispatch answers of every kind)\n"
+           "  --hostile-slow MS        how long a slow hostile answer takes (default 3000)\n"
+           "  --hostile-normal PERCENT share of calls answered normally in hostile mode\n"
+           "                           (default 30)\n"
+           "  --help                   this text, on standard output\n"
+           "Exit status: 0 after a stop signal or --help, 1 when the port cannot be had, 2 for a\n"
+           "bad flag, value or scenario file.\n";
 }
 
 bool ParseInteger(const char* text, long long* value) {
@@ -63,15 +94,17 @@ int main(int argc, char** argv) {
         const bool hasValue = i + 1 < argc;
         long long number = 0;
         if (flag == "--help" || flag == "-h") {
-            PrintUsage();
+            PrintUsage(std::cout);
             return 0;
         } else if (flag == "--echo-ombrel") {
             options.echoOmbrel = true;
+        } else if (flag == "--gzip") {
+            options.gzipAnswers = true;
         } else if (flag == "--no-verify") {
             options.verifySignatures = false;
         } else if (!hasValue) {
             std::cerr << "quilgate: " << flag << " needs a value\n";
-            PrintUsage();
+            PrintUsage(std::cerr);
             return 2;
         } else if (flag == "--port" && ParseInteger(argv[i + 1], &port) && port >= 0 &&
                    port <= 65535) {
@@ -111,7 +144,7 @@ int main(int argc, char** argv) {
             options.dispatchEntries.push_back(entry);
         } else {
             std::cerr << "quilgate: bad flag or value: " << flag << "\n";
-            PrintUsage();
+            PrintUsage(std::cerr);
             return 2;
         }
     }

@@ -1,6 +1,5 @@
 // The curl transport against real servers on 127.0.0.1: what goes on the wire, what comes back.
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -54,22 +53,6 @@ std::unique_ptr<HttpResponse> Send(CurlHttpClient& client, HttpRequest* request)
 }
 
 std::string Text(const std::vector<char>& bytes) { return std::string(bytes.begin(), bytes.end()); }
-
-std::string Gzip(const std::string& plain) {
-    z_stream stream{};
-    // 15 window bits plus 16 asks zlib for a gzip wrapper.
-    EXPECT_EQ(deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY),
-              Z_OK);
-    std::string out(deflateBound(&stream, plain.size()) + 32, '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(plain.data()));
-    stream.avail_in = static_cast<uInt>(plain.size());
-    stream.next_out = reinterpret_cast<Bytef*>(&out[0]);
-    stream.avail_out = static_cast<uInt>(out.size());
-    EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
-    out.resize(stream.total_out);
-    deflateEnd(&stream);
-    return out;
-}
 
 // A socket bound to a loopback port that does not listen: connecting to it is refused.
 class RefusingPort {
@@ -289,38 +272,6 @@ TEST(CurlHttpClient, RepeatedCallsReuseOneConnectionOnAKeepAliveServer) {
         ASSERT_EQ(Text(response->body), "ok");
     }
     EXPECT_EQ(server.Connections(), 1u);
-}
-
-TEST(CurlHttpClient, AGzipBodyIsHandedOverDecoded) {
-    LocalHttpServer server;
-    const std::string plain = kBinary + std::string(5000, 'q') + "{\"ret\":[\"SUCCESS::ok\"]}";
-    server.Server().Get("/z", [&](const httplib::Request&, httplib::Response& response) {
-        response.set_header("Content-Encoding", "gzip");
-        // A type cpp-httplib does not compress by itself, so the body is zipped once.
-        response.set_content(Gzip(plain), "application/octet-stream");
-    });
-    server.Start();
-    CurlHttpClient client;
-    auto response = Send(client, NewRequest(0, server.Url("/z")));
-    EXPECT_EQ(response->statusCode, 200);
-    EXPECT_EQ(Text(response->body), plain);
-    EXPECT_NE(Text(response->header).find("\r\nContent-Encoding: gzip\r\n"), std::string::npos);
-}
-
-TEST(CurlHttpClient, AGzipBodyIsDecodedEvenWhenNoEncodingIsOffered) {
-    LocalHttpServer server;
-    const std::string plain = "{\"ret\":[\"SUCCESS::ok\"],\"data\":{\"k\":\"\xe5\x80\xbc\"}}";
-    server.Server().Get("/z", [&](const httplib::Request&, httplib::Response& response) {
-        response.set_header("Content-Encoding", "gzip");
-        response.set_content(Gzip(plain), "application/octet-stream");
-    });
-    server.Start();
-    CurlHttpClientOptions options;
-    options.acceptEncoding = "";
-    CurlHttpClient client(options);
-    auto response = Send(client, NewRequest(0, server.Url("/z"), {"Accept-Encoding:gzip"}));
-    EXPECT_EQ(response->statusCode, 200);
-    EXPECT_EQ(Text(response->body), plain);
 }
 
 TEST(CurlHttpClient, ARefusedConnectionGivesStatusZeroAndLibcurlsMessage) {

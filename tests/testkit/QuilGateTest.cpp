@@ -1,12 +1,15 @@
 // quilgate as a process: it starts, prints the address it listens on, answers, and stops on
 // SIGTERM and SIGINT.
 #include <gtest/gtest.h>
+
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -200,6 +203,39 @@ TEST(QuilGate, ABadFlagOrScenarioEndsItWithStatusTwo) {
     ASSERT_TRUE(badScenario.Started());
     EXPECT_EQ(badScenario.ReadLine(), "");
     EXPECT_EQ(badScenario.StopWith(0), 2);
+}
+
+TEST(QuilGate, HelpSaysWhatEachFlagDoesOnStandardOutput) {
+    QuilGateProcess gate({"--help"});
+    ASSERT_TRUE(gate.Started());
+    std::vector<std::string> lines;
+    for (std::string line = gate.ReadLine(); !line.empty(); line = gate.ReadLine()) {
+        lines.push_back(line);
+    }
+    EXPECT_EQ(gate.StopWith(0), 0);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front().rfind("usage: quilgate ", 0), 0u);
+    EXPECT_EQ(lines.back(), "bad flag, value or scenario file.");
+    const std::vector<std::string> flags = {
+        "--port N",        "--appkey KEY",  "--clock-offset SECONDS", "--skew SECONDS",
+        "--scenario FILE", "--session SID", "--need-session API",     "--echo-ombrel",
+        "--no-verify",     "--gzip",        "--dns HOST=IP[,IP...]",  "--help"};
+    for (const std::string& flag : flags) {
+        bool described = false;
+        for (const std::string& line : lines) {
+            // The flag, blanks, then what it does, on the flag's own line.
+            if (line.rfind("  " + flag + " ", 0) == 0 &&
+                line.find_first_not_of(' ', 2 + flag.size()) != std::string::npos) {
+                described = true;
+            }
+        }
+        EXPECT_TRUE(described) << flag;
+    }
+    const bool mentionsTheLimit =
+        std::find(lines.begin(), lines.end(),
+                  "Request bodies up to 32 MiB are taken; a longer one is answered 413.") !=
+        lines.end();
+    EXPECT_TRUE(mentionsTheLimit);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 
+#include "UrlText.h"
 #include "WideText.h"
 
 namespace quil {
@@ -393,6 +394,15 @@ ParseOutcome ParseArguments(const std::vector<std::string>& args) {
     if (positionals.size() > 2) {
         return UsageError("unexpected argument " + Quoted(positionals[2]) +
                           " after API and VERSION");
+    }
+    // The SDK puts both into the gateway path as given; one that would leave the path is
+    // refused here rather than sent somewhere else.
+    const char* names[] = {"API", "VERSION"};
+    for (std::size_t i = 0; i < 2; ++i) {
+        const std::string refusal = PathSegmentRefusal(positionals[i]);
+        if (!refusal.empty()) {
+            return UsageError(std::string(names[i]) + " " + refusal);
+        }
     }
     outcome.options.api = positionals[0];
     outcome.options.version = positionals[1];

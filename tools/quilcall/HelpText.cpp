@@ -6,6 +6,8 @@ std::string HelpText() {
     return R"(usage: quilcall [options] API VERSION
        quilcall [options] [API VERSION] --dispatch DOMAIN [--dispatch-failed HOST]...
 Makes one gateway call through QuilSDK and the curl transport, and prints the answer.
+API and VERSION stand in the gateway path "/gw/API/VERSION/": neither may hold a blank,
+"/", "?", "#" or a control character.
 
 Where and who:
   --env daily|pre|online   gateway environment (default daily)
@@ -40,7 +42,7 @@ The call:
   --get                    GET instead of POST
   --ssl                    https instead of http
   --header NAME:VALUE      extra request header (repeatable)
-  --param KEY=VALUE        extra query parameter (repeatable)
+  --param KEY=VALUE        extra query parameter, key and value percent-encoded (repeatable)
   --need-login             the call needs a session (sends x-sid and x-uid)
   --user ACCOUNT           account whose session the call uses (default "Default")
   --async                  send through the asynchronous road and wait for the callback

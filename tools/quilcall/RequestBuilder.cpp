@@ -1,5 +1,7 @@
 #include "RequestBuilder.h"
 
+#include "UrlText.h"
+
 namespace quil {
 
 void ConfigureSdk(const CallOptions& options, QuilConfig* config) {
@@ -74,7 +76,9 @@ QuilRequest* BuildRequest(const CallOptions& options) {
         request->SetHeaders(options.headers);
     }
     if (!options.params.empty()) {
-        request->SetParams(options.params);
+        // The SDK joins the parameters into the URL as given: each key and value is encoded
+        // here, so a blank or an "&" stays inside its parameter.
+        request->SetParams(EncodeQueryParameters(options.params));
     }
     request->SetNeedLogin(options.needLogin);
     request->SetUserInfo(options.user);

@@ -1,5 +1,7 @@
 #include "CurlExchange.h"
 
+#include "CurlDecodedHeaders.h"
+
 #include <cstring>
 #include <new>
 
@@ -123,6 +125,9 @@ void CurlExchange::Run(const HttpRequest& request, HttpResponse& response) {
     long status = 0;
     curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
     response.statusCode = static_cast<int>(status);
+    // libcurl has decoded every coding the answer named (it fails the exchange on one it
+    // cannot decode), so the lines that described the encoded body would mislead the host.
+    CurlDecodedHeaders::Apply(header_);
     response.header.swap(header_);
     response.body.swap(body_);
 }

@@ -23,7 +23,8 @@ struct CurlHttpClientOptions {
     std::vector<std::string> connectTo;
     // The Accept-Encoding value offered when the request's own lines carry none. An empty text
     // offers nothing. A compressed answer (gzip, deflate, and whatever else this libcurl
-    // decodes) is handed over decoded either way.
+    // decodes) is handed over decoded either way, and its header block then carries no
+    // Content-Encoding line (nor the Content-Length of the compressed bytes).
     std::string acceptEncoding = "gzip, deflate";
     // Most idle connection handles kept between calls. Each keeps its open connections, so
     // this bounds how many callers at once find a warm connection.
