@@ -216,10 +216,21 @@ TEST(QuilGate, HelpSaysWhatEachFlagDoesOnStandardOutput) {
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.front().rfind("usage: quilgate ", 0), 0u);
     EXPECT_EQ(lines.back(), "bad flag, value or scenario file.");
-    const std::vector<std::string> flags = {
-        "--port N",        "--appkey KEY",  "--clock-offset SECONDS", "--skew SECONDS",
-        "--scenario FILE", "--session SID", "--need-session API",     "--echo-ombrel",
-        "--no-verify",     "--gzip",        "--dns HOST=IP[,IP...]",  "--help"};
+    const std::vector<std::string> flags = {"--port N",
+                                            "--appkey KEY",
+                                            "--clock-offset SECONDS",
+                                            "--skew SECONDS",
+                                            "--scenario FILE",
+                                            "--session SID",
+                                            "--need-session API",
+                                            "--echo-ombrel",
+                                            "--no-verify",
+                                            "--gzip",
+                                            "--dns HOST=IP[,IP...]",
+                                            "--help",
+                                            "--hostile SEED",
+                                            "--hostile-slow MS",
+                                            "--hostile-normal PERCENT"};
     for (const std::string& flag : flags) {
         bool described = false;
         for (const std::string& line : lines) {
