@@ -11,8 +11,11 @@
 #include "LoginAfterFilter.h"
 #include "LoginBeforeFilter.h"
 #include "MetricsEntity.h"
+#include "QuilConfig.h"
 #include "QuilLogger.h"
+#include "SecurityKolvaAfterFilter.h"
 #include "SetupRequestBeforeFilter.h"
+#include "ThresholdBeforeFilter.h"
 #include "UTAfterFilter.h"
 #include "UTBeforeFilter.h"
 #include "UTDataSet.h"
@@ -47,20 +50,25 @@ FilterManager* FilterManager::GetInstance() {
 FilterManager::FilterManager() {
     // The threshold filter is built first: the traffic-protection after filter keeps a pointer
     // to it, since bans are written on the response side and read on the request side.
-    // SLOT(threshold): std::unique_ptr<ThresholdBeforeFilter> threshold(new ThresholdBeforeFilter);
+    std::unique_ptr<ThresholdBeforeFilter> threshold(new ThresholdBeforeFilter());
+    std::unique_ptr<SecurityKolvaAfterFilter> kolva(new SecurityKolvaAfterFilter(threshold.get()));
+    // The traffic-protection filter is also the default cookie storage: it goes in only where
+    // QuilConfig holds none, and the exchange loses against a host that registers its own at
+    // this very moment, so a storage the host registered stays in place. The manager lives for
+    // the process, so the pointer stays valid.
+    IQuilCookieStorage* noStorage = nullptr;
+    QuilConfig::GetInstance()->cookieStorage.compare_exchange_strong(noStorage, kolva.get());
 
     beforeFilters.emplace_back(new UTBeforeFilter());            // "b_ut"
     beforeFilters.emplace_back(new SetupRequestBeforeFilter());  // "b_setup_request"
     beforeFilters.emplace_back(new LoginBeforeFilter());         // "b_login"
     beforeFilters.emplace_back(new CacheBeforeFilter());         // "b_cache"
-    beforeFilters.emplace_back(nullptr);  // SLOT(threshold): "b_threshold", the filter above
+    // "b_threshold", the filter above
+    beforeFilters.emplace_back(threshold.release());
 
     afterFilters.emplace_back(nullptr);  // SLOT(time): "a_time_calibration"
-    // SLOT(kolva): "a_security_kolva", SecurityKolvaAfterFilter built with the threshold
-    // filter's pointer. It also offers itself as the cookie storage: when QuilConfig has none
-    // at this moment, register its IQuilCookieStorage side there; a storage the host
-    // registered earlier stays in place.
-    afterFilters.emplace_back(nullptr);
+    // "a_security_kolva", wired to the threshold filter; also the default cookie storage
+    afterFilters.emplace_back(kolva.release());
     afterFilters.emplace_back(new LoginAfterFilter());             // "a_login"
     afterFilters.emplace_back(new CacheAfterFilter());             // "a_cache"
     afterFilters.emplace_back(new DynamicApiConfigAfterFilter());  // "a_dynamic_api_config"

@@ -31,6 +31,10 @@
 //   "jsonSign.sign", "jsonSign.free", "errorCode.getLastError", "path.getDirectory",
 //   "traffic.register", "traffic.getCookies", "traffic.getVersion", "traffic.processContent",
 //   "traffic.freeBuffer", "traffic.allocated", "traffic.callback".
+//
+// A process that no test drives in-process (quilcall as a child, a demo) sets controls through
+// the environment: QUIL_STANDIN_CONTROLS="traffic.mainAction=1;traffic.param={...}", applied
+// when a module first acts; texts go to the text controls above, all else is an integer.
 #pragma once
 
 #include <cstdint>

@@ -1,13 +1,54 @@
 #include "StandInState.h"
 
 #include <chrono>
+#include <cstdlib>
 
 namespace quil {
 namespace standin {
 
+namespace {
+
+// The controls that hold texts; every other control holds an integer.
+bool IsTextControl(const std::string& name) {
+    return name == "traffic.param" || name == "traffic.cookies" || name == "traffic.version" ||
+           name == "path.directory";
+}
+
+// Controls for a process that no test drives in-process (quilcall run as a child, a demo):
+// QUIL_STANDIN_CONTROLS="name=value;name=value", applied once when the module first acts.
+// A value cannot hold ";".
+void ApplyEnvironmentControls(StandInState* state) {
+    const char* text = std::getenv("QUIL_STANDIN_CONTROLS");
+    if (text == nullptr) return;
+    const std::string all(text);
+    std::size_t start = 0;
+    while (start <= all.size()) {
+        std::size_t end = all.find(';', start);
+        if (end == std::string::npos) end = all.size();
+        const std::string item = all.substr(start, end - start);
+        const std::size_t equals = item.find('=');
+        if (equals != std::string::npos && equals > 0) {
+            const std::string name = item.substr(0, equals);
+            const std::string value = item.substr(equals + 1);
+            if (IsTextControl(name)) {
+                state->SetText(name, value.c_str());
+            } else {
+                state->SetInt(name, std::strtoll(value.c_str(), nullptr, 10));
+            }
+        }
+        start = end + 1;
+    }
+}
+
+}  // namespace
+
 StandInState& StandInState::Instance() {
     // Never destroyed: a signing thread of the SDK may still hang in here at process exit.
-    static StandInState* instance = new StandInState();
+    static StandInState* instance = [] {
+        StandInState* state = new StandInState();
+        ApplyEnvironmentControls(state);
+        return state;
+    }();
     return *instance;
 }
 

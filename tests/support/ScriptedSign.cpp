@@ -75,11 +75,53 @@ SignResult* ScriptedSign::Sign6_3(int seqId, std::string& data, std::string& api
     return Make(outcome);
 }
 
-ActionResult* ScriptedSign::ProcessContent(int /*seqId*/, std::string& /*content*/) {
-    return new ActionResult();
+ActionResult* ScriptedSign::ProcessContent(int seqId, std::string& content) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    contentCalls_.push_back(ContentCall{seqId, content});
+    if (nullVerdict_) return nullptr;
+    ActionResult verdict = defaultVerdict_;
+    if (!queuedVerdicts_.empty()) {
+        verdict = queuedVerdicts_.front();
+        queuedVerdicts_.pop_front();
+    }
+    return new ActionResult(verdict);
 }
 
-std::string ScriptedSign::GetCookies(std::string& /*url*/) { return std::string(); }
+std::string ScriptedSign::GetCookies(std::string& url) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    cookieUrls_.push_back(url);
+    return cookies_;
+}
+
+void ScriptedSign::EnqueueVerdict(const ActionResult& verdict) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    queuedVerdicts_.push_back(verdict);
+}
+
+void ScriptedSign::SetDefaultVerdict(const ActionResult& verdict) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    defaultVerdict_ = verdict;
+}
+
+void ScriptedSign::SetNullVerdict(bool isNull) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    nullVerdict_ = isNull;
+}
+
+std::vector<ContentCall> ScriptedSign::ContentCalls() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return contentCalls_;
+}
+
+void ScriptedSign::SetCookies(const std::string& cookies) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    cookies_ = cookies;
+}
+
+std::vector<std::string> ScriptedSign::CookieUrls() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return cookieUrls_;
+}
 
 std::string ScriptedSign::GetKolvaVersion() { return std::string(); }
 

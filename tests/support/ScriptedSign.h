@@ -30,6 +30,12 @@ struct ScriptedSignOutcome {
     static ScriptedSignOutcome Signature(const std::string& sign);
 };
 
+// What one ProcessContent call received.
+struct ContentCall {
+    int seqId = 0;
+    std::string content;
+};
+
 // What one sign call received. version is "6.3" or "6.2"; api is set for 6.3, method for 6.2.
 struct SignCall {
     std::string version;
@@ -63,6 +69,16 @@ public:
     std::vector<SignCall> Calls() const;
     std::size_t StartCount() const;
 
+    // Traffic judgement: queued verdicts are used first, then the default (zeros, no text).
+    void EnqueueVerdict(const ActionResult& verdict);
+    void SetDefaultVerdict(const ActionResult& verdict);
+    // ProcessContent returns null instead of a verdict (a guard the library never needs).
+    void SetNullVerdict(bool isNull);
+    std::vector<ContentCall> ContentCalls() const;
+    // The text GetCookies answers for every URL (empty by default), and the URLs asked.
+    void SetCookies(const std::string& cookies);
+    std::vector<std::string> CookieUrls() const;
+
 private:
     static SignResult* Make(const ScriptedSignOutcome& outcome);
 
@@ -74,6 +90,12 @@ private:
     ScriptedSignOutcome default62_;
     std::vector<SignCall> calls_;
     std::size_t startCount_ = 0;
+    std::deque<ActionResult> queuedVerdicts_;
+    ActionResult defaultVerdict_;
+    bool nullVerdict_ = false;
+    std::vector<ContentCall> contentCalls_;
+    std::string cookies_;
+    std::vector<std::string> cookieUrls_;
 };
 
 }  // namespace test

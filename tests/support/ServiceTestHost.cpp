@@ -1,6 +1,7 @@
 #include "ServiceTestHost.h"
 
 #include "QuilConfig.h"
+#include "SecurityKolvaAfterFilter.h"
 #include "StatisticsSlot.h"
 
 namespace quil {
@@ -13,6 +14,8 @@ QuilServiceImpl* ServiceTestHost::Install() {
     config->RegisterUTStatistics(&Statistics());
     config->appKey = "12345678";
     QuilServiceImpl::SetSignProviderForTesting(&Sign());
+    // The traffic-protection filter asks the same scripted bridge for verdicts and cookies.
+    SecurityKolvaAfterFilter::SetSignForTesting(&Sign());
     config->RegisterHttpClient(&Client());
     return dynamic_cast<QuilServiceImpl*>(QuilService::GetInstance());
 }

@@ -242,6 +242,15 @@ TEST(QuilcallArguments, LogLevelFromZeroToFour) {
               "--log-level: wants a level from 0 (finest) to 4 (gravest), got \"-1\"");
 }
 
+TEST(QuilcallArguments, RepeatFromOneToAHundred) {
+    EXPECT_EQ(Parse({"a", "v"}).options.repeat, 1);
+    EXPECT_EQ(Parse({"--repeat", "100", "a", "v"}).options.repeat, 100);
+    EXPECT_EQ(ErrorOf({"--repeat", "0", "a", "v"}),
+              "--repeat: wants a count from 1 to 100, got \"0\"");
+    EXPECT_EQ(ErrorOf({"--repeat", "101", "a", "v"}),
+              "--repeat: wants a count from 1 to 100, got \"101\"");
+}
+
 TEST(QuilcallArguments, TimeoutInSeconds) {
     EXPECT_EQ(Parse({"--timeout", "2.5", "a", "v"}).options.timeoutMs, 2500);
     EXPECT_EQ(ErrorOf({"--timeout", "0", "a", "v"}),

@@ -6,12 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "FakeCookieStorage.h"
 #include "MetricsEntity.h"
+#include "QuilConfig.h"
 #include "QuilRequestImpl.h"
 #include "QuilResponseImpl.h"
 #include "RecordingLog.h"
 #include "RecordingOmbrelHandler.h"
 #include "ScriptedFilters.h"
+#include "SecurityKolvaAfterFilter.h"
 #include "UTDataSet.h"
 
 using quil::test::FilterTrace;
@@ -83,11 +86,34 @@ TEST(FilterManager, FixedChainsHoldTheirFiltersAtTheirPositions) {
     ASSERT_EQ(manager, FilterManager::GetInstance());
     // Every position by name; a position whose filter is not built yet reads "".
     const std::vector<std::string> expectedBefore = {"b_ut", "b_setup_request", "b_login",
-                                                     "b_cache", ""};
+                                                     "b_cache", "b_threshold"};
     const std::vector<std::string> expectedAfter = {
-        "", "", "a_login", "a_cache", "a_dynamic_api_config", "", "a_errorcode_mapping", "a_ut"};
+        "", "a_security_kolva",    "a_login", "a_cache", "a_dynamic_api_config",
+        "", "a_errorcode_mapping", "a_ut"};
     EXPECT_EQ(manager->BeforeFilterNames(), expectedBefore);
     EXPECT_EQ(manager->AfterFilterNames(), expectedAfter);
+}
+
+TEST(FilterManager, TheTrafficFilterBecomesTheCookieStorageWhenTheHostHasNone) {
+    ASSERT_EQ(QuilConfig::GetInstance()->cookieStorage.load(), nullptr);
+    FilterManager::GetInstance();
+    IQuilCookieStorage* storage = QuilConfig::GetInstance()->cookieStorage.load();
+    ASSERT_NE(storage, nullptr);
+    EXPECT_NE(dynamic_cast<SecurityKolvaAfterFilter*>(storage), nullptr);
+}
+
+TEST(FilterManager, ACookieStorageTheHostRegisteredEarlierStaysInPlace) {
+    quil::test::FakeCookieStorage host("a=b");
+    QuilConfig::GetInstance()->RegisterCookieStorage(&host);
+    FilterManager::GetInstance();
+    EXPECT_EQ(QuilConfig::GetInstance()->cookieStorage.load(), &host);
+}
+
+TEST(FilterManager, ACookieStorageTheHostRegistersLaterReplacesTheDefault) {
+    FilterManager::GetInstance();
+    quil::test::FakeCookieStorage host("a=b");
+    QuilConfig::GetInstance()->RegisterCookieStorage(&host);
+    EXPECT_EQ(QuilConfig::GetInstance()->cookieStorage.load(), &host);
 }
 
 TEST(FilterManager, DoBeforeRunsEveryFilterInOrderAndReturnsCodeZero) {

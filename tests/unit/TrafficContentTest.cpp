@@ -135,6 +135,26 @@ TEST_F(TrafficContentTest, ASyncJudgementWithoutVerdictIsReportedSync) {
     EXPECT_EQ(result->mainAction, 1);
 }
 
+TEST_F(TrafficContentTest, AJudgementThatIsNeverAnsweredEndsAtTheWaitBoundAsAPass) {
+    // The bound lies far beyond both reports, so a late verdict still counts for minutes.
+    EXPECT_EQ(QuilSignImpl::kContentWaitLimitSeconds, 600);
+    EXPECT_GE(QuilSignImpl::kContentWaitLimitSeconds, 5 * QuilSignImpl::kSyncContentReportSeconds);
+    // The report keeps its full limit here: the wait's end does not depend on it.
+    QuilSignImpl::SetContentWaitLimitForTesting(3 * kReportLimit);
+    control.SetInt("traffic.mode", 2);  // held, and never fired
+    SetVerdict(4, 0, "never");
+    StartQuietly();
+    auto result = Process(12);
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->mainAction, 0);
+    EXPECT_EQ(result->subAction, 0);
+    EXPECT_EQ(result->actionParam, "");
+    EXPECT_TRUE(log->Has("processContent time limit exceeded", QUIL_LOG_WARN));
+    EXPECT_TRUE(statistics->Calls("CommitCount", "kolvaTimeout").empty());
+    // A verdict after the bound finds no caller and is dropped.
+    EXPECT_EQ(control.FireHeldVerdicts(), 1);
+}
+
 TEST_F(TrafficContentTest, AVerdictFromAnotherThreadEndsTheWait) {
     control.SetInt("traffic.mode", 1);
     control.SetInt("traffic.delayMs", 20);

@@ -136,6 +136,15 @@ std::string ApplyLogLevel(CallOptions& options, const std::string& value) {
     return std::string();
 }
 
+std::string ApplyRepeat(CallOptions& options, const std::string& value) {
+    long long number = 0;
+    if (!ParseWholeNumber(value, &number) || number < 1 || number > 100) {
+        return "wants a count from 1 to 100, got " + Quoted(value);
+    }
+    options.repeat = static_cast<int>(number);
+    return std::string();
+}
+
 std::string ApplyTimeout(CallOptions& options, const std::string& value) {
     double seconds = 0.0;
     if (!ParseRealNumber(value, &seconds) || seconds <= 0.0 || seconds > 3600.0) {
@@ -270,6 +279,7 @@ const std::vector<FlagSpec>& Flags() {
         {"--need-login", false, Switch(&CallOptions::needLogin)},
         {"--user", true, Text(&CallOptions::user)},
         {"--async", false, Switch(&CallOptions::async)},
+        {"--repeat", true, ApplyRepeat},
         {"--network-type", true, Text(&CallOptions::networkType)},
         {"--reqbiz-ext", true, Text(&CallOptions::reqBizExt)},
         {"--open-biz", true, Text(&CallOptions::openBiz)},

@@ -23,6 +23,7 @@ struct CallOptions {
     bool needLogin = false;
     std::string user;  // the account key; "" is "Default"
     bool async = false;
+    int repeat = 1;  // the same call this many times in a row (1 to 100)
     // Request fields that most calls leave alone; empty means "not set".
     std::string networkType;
     std::string reqBizExt;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "CallOptions.h"
+#include "TrafficWatch.h"
 
 namespace quil {
 
@@ -24,6 +25,7 @@ struct CallOutcome {
     bool success = false;
     std::map<std::string, std::string> headers;
     std::string body;
+    TrafficNote traffic;  // what the traffic protection did; filled by the caller of RunCall
 };
 
 // callbackLimit bounds the wait for an asynchronous answer.

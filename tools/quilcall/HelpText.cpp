@@ -5,7 +5,9 @@ namespace quil {
 std::string HelpText() {
     return R"(usage: quilcall [options] API VERSION
        quilcall [options] [API VERSION] --dispatch DOMAIN [--dispatch-failed HOST]...
-Makes one gateway call through QuilSDK and the curl transport, and prints the answer.
+Makes one gateway call through QuilSDK and the curl transport, and prints the answer, and
+when the traffic protection acted on it: a resend on the security library's verdict, a ban it
+started, or a refusal by a ban without a request going out.
 API and VERSION stand in the gateway path "/gw/API/VERSION/": neither may hold a blank,
 "/", "?", "#" or a control character.
 
@@ -46,6 +48,8 @@ The call:
   --need-login             the call needs a session (sends x-sid and x-uid)
   --user ACCOUNT           account whose session the call uses (default "Default")
   --async                  send through the asynchronous road and wait for the callback
+  --repeat N               make the same call N times in a row (1 to 100), e.g. to see a
+                           flow-control ban refuse the later calls locally
   --network-type TYPE      2g, 3g or wifi
   --reqbiz-ext TEXT        x-reqbiz-ext
   --open-biz TEXT          x-open-biz

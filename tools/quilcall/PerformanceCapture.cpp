@@ -28,6 +28,12 @@ std::string PerformanceReport::Dimension(const std::string& name) const {
     return std::string();
 }
 
+void PerformanceCapture::Forget() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    report_ = PerformanceReport();
+    hasReport_ = false;
+}
+
 bool PerformanceCapture::WaitForReport(std::chrono::milliseconds limit, PerformanceReport* report) {
     std::unique_lock<std::mutex> lock(mutex_);
     if (!arrived_.wait_for(lock, limit, [this] { return hasReport_; })) {

@@ -29,6 +29,8 @@ class PerformanceCapture : public IQuilStatistics {
 public:
     // Waits up to limit for a "performance" report; true and a copy in *report when one came.
     bool WaitForReport(std::chrono::milliseconds limit, PerformanceReport* report);
+    // Forgets the report kept so far, before the next call of a run.
+    void Forget();
 
     void CommitCount(const char* module, const char* point, const char* arg, double value) override;
     void CommitSuccess(const char* module, const char* point, const char* arg) override;

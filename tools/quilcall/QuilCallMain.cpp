@@ -1,5 +1,6 @@
-// quilcall: makes one gateway call through the SDK and the curl transport and prints what came
-// back. Exit codes: 0 success, 1 gateway failure, 2 local or network failure, 64 usage error.
+// quilcall: makes one gateway call (or --repeat of them) through the SDK and the curl transport
+// and prints what came back, with what the traffic protection did to it. Exit codes: 0 success, 1
+// gateway failure, 2 local or network failure, 64 usage error.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +30,7 @@
 #include "ResponseRenderer.h"
 #include "StderrLog.h"
 #include "TimingWaterfall.h"
+#include "TrafficWatch.h"
 #include "quil/CurlHttpClient.h"
 
 namespace {
@@ -90,11 +92,17 @@ int main(int argc, char** argv) {
         // Before the first call: the SDK announces its report's layout then.
         config->RegisterUTStatistics(capture);
     }
-    static quil::StderrLog* const log = new quil::StderrLog();
-    if (options.logLevel >= 0) {
-        config->RegisterQuilLog(log);
-        config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(options.logLevel));
-    }
+    // The watch reads what the traffic protection did from the SDK's own lines, so the SDK
+    // logs from the level the watch needs; the --log-level sink still sees only its levels.
+    static quil::StderrLog* const stderrLog = new quil::StderrLog();
+    static quil::TrafficWatch* const watch =
+        new quil::TrafficWatch(options.logLevel >= 0 ? stderrLog : nullptr, options.logLevel);
+    config->RegisterQuilLog(watch);
+    const int sdkLevel =
+        options.logLevel >= 0 && options.logLevel < quil::TrafficWatch::kLevelNeeded
+            ? options.logLevel
+            : quil::TrafficWatch::kLevelNeeded;
+    config->SetQuilLogLevel(static_cast<QUIL_LOG_LEVEL>(sdkLevel));
     quil::InstallLogin(options);
     static quil::CurlHttpClient* const client = new quil::CurlHttpClient(TransportOptions(options));
     config->RegisterHttpClient(client);
@@ -105,40 +113,54 @@ int main(int argc, char** argv) {
     if (options.api.empty()) {
         // Only dispatch was asked for.
         const quil::DispatchOutcome dispatched = quil::RunDispatch(
-            options, options.logLevel >= 0 ? log : nullptr, options.logLevel, callbackLimit);
+            options, options.logLevel >= 0 ? stderrLog : nullptr, options.logLevel, callbackLimit);
         std::fputs(dispatched.text.c_str(), answer);
         std::fflush(answer);
         std::fflush(stderr);
         return dispatched.hasAddress || !options.hasDispatch ? 0 : 2;
     }
-    const quil::CallOutcome outcome = quil::RunCall(options, callbackLimit);
+    quil::CallOutcome outcome;
+    for (int round = 1; round <= options.repeat; ++round) {
+        capture->Forget();
+        watch->BeginCall();
+        outcome = quil::RunCall(options, callbackLimit);
+        outcome.traffic = watch->Note();
 
-    quil::PerformanceReport report;
-    bool hasReport = false;
-    if (options.timing && outcome.answered) {
-        // The report is sent before the response is handed back, on either road.
-        hasReport = capture->WaitForReport(std::chrono::seconds(5), &report);
-    }
-    std::string text;
-    if (options.json) {
-        text = quil::RenderJson(outcome, hasReport ? &report : nullptr);
-    } else {
-        text = quil::RenderText(outcome);
-        if (hasReport) {
-            text += quil::DrawWaterfall(report, quil::TerminalWidth(answerFd));
-        } else if (options.timing) {
-            text += "timing: no performance report for this call\n";
+        quil::PerformanceReport report;
+        bool hasReport = false;
+        if (options.timing && outcome.answered) {
+            // The report is sent before the response is handed back, on either road.
+            hasReport = capture->WaitForReport(std::chrono::seconds(5), &report);
+        }
+        std::string text;
+        if (options.json) {
+            text = quil::RenderJson(outcome, hasReport ? &report : nullptr);
+        } else {
+            if (options.repeat > 1) {
+                text = (round > 1 ? "\n" : "") + std::string("call ") + std::to_string(round) +
+                       " of " + std::to_string(options.repeat) + ":\n";
+            }
+            text += quil::RenderText(outcome);
+            if (hasReport) {
+                text += quil::DrawWaterfall(report, quil::TerminalWidth(answerFd));
+            } else if (options.timing) {
+                text += "timing: no performance report for this call\n";
+            }
+        }
+        std::fputs(text.c_str(), answer);
+        std::fflush(answer);
+        if (outcome.abandoned) {
+            break;  // a worker may still hold the request
         }
     }
     int code = quil::ExitCodeFor(outcome);
     if (options.hasDispatch || !options.dispatchFailed.empty()) {
         const quil::DispatchOutcome dispatched = quil::RunDispatch(
-            options, options.logLevel >= 0 ? log : nullptr, options.logLevel, callbackLimit);
-        text += dispatched.text;
+            options, options.logLevel >= 0 ? stderrLog : nullptr, options.logLevel, callbackLimit);
+        std::fputs(dispatched.text.c_str(), answer);
+        std::fflush(answer);
         if (code == 0 && options.hasDispatch && !dispatched.hasAddress) code = 2;
     }
-    std::fputs(text.c_str(), answer);
-    std::fflush(answer);
     std::fflush(stderr);
     if (outcome.abandoned) {
         // A worker may still hold the request; leave without running any destructor.

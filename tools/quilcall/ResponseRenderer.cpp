@@ -88,13 +88,43 @@ Json::Value PerformanceJson(const PerformanceReport& report) {
     return performance;
 }
 
+// The lines that say what the traffic protection did, each starting "traffic: ".
+std::string TrafficLines(const TrafficNote& note) {
+    std::string lines;
+    if (note.resends > 0) {
+        lines += "traffic: resent " + std::to_string(note.resends) +
+                 (note.resends == 1 ? " time" : " times") + " on the security library's verdict\n";
+    }
+    if (note.banStarted) {
+        lines += "traffic: this answer started a flow-control ban of " +
+                 std::to_string(note.banSeconds) + " s, until " + note.banUntil + "\n";
+    }
+    if (note.refused) {
+        lines += "traffic: refused locally by a flow-control ban" +
+                 (note.banUntil.empty() ? std::string() : " until " + note.banUntil) +
+                 "; no request went out\n";
+    }
+    return lines;
+}
+
+Json::Value TrafficJson(const TrafficNote& note) {
+    Json::Value traffic(Json::objectValue);
+    traffic["resends"] = note.resends;
+    traffic["refusedLocally"] = note.refused;
+    traffic["banStarted"] = note.banStarted;
+    if (note.banStarted) traffic["banSeconds"] = static_cast<Json::Int64>(note.banSeconds);
+    if (!note.banUntil.empty()) traffic["banUntil"] = note.banUntil;
+    return traffic;
+}
+
 }  // namespace
 
 std::string RenderText(const CallOutcome& outcome) {
     if (!outcome.answered) {
-        return "no response: " + outcome.failure + "\n";
+        return "no response: " + outcome.failure + "\n" + TrafficLines(outcome.traffic);
     }
     std::ostringstream out;
+    out << TrafficLines(outcome.traffic);
     out << "status: " << outcome.status << "\n";
     out << "retCode: " << outcome.retCode << "\n";
     out << "retMsg: " << outcome.retMsg << "\n";
@@ -138,6 +168,9 @@ std::string RenderJson(const CallOutcome& outcome, const PerformanceReport* repo
         root["headers"] = headers;
         Json::Value body;
         root["body"] = ParseBody(outcome.body, &body) ? body : Json::Value(outcome.body);
+    }
+    if (outcome.traffic.Any()) {
+        root["traffic"] = TrafficJson(outcome.traffic);
     }
     root["exitCode"] = ExitCodeFor(outcome);
     if (report != nullptr) {

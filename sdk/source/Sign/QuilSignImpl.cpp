@@ -29,6 +29,7 @@ std::atomic<QuilSignImpl*> instance{nullptr};
 std::atomic<int64_t> signLimitMs{QuilSignImpl::kSignTimeLimitSeconds * 1000};
 std::atomic<int64_t> asyncContentReportMs{QuilSignImpl::kAsyncContentReportSeconds * 1000};
 std::atomic<int64_t> syncContentReportMs{QuilSignImpl::kSyncContentReportSeconds * 1000};
+std::atomic<int64_t> contentWaitLimitMs{QuilSignImpl::kContentWaitLimitSeconds * 1000};
 
 // The code of a signing whose component is missing.
 constexpr uint32_t kMissingComponentCode = 16000;
@@ -113,6 +114,10 @@ void QuilSignImpl::SetTimeLimitsForTesting(std::chrono::milliseconds signLimit,
     signLimitMs.store(signLimit.count());
     asyncContentReportMs.store(asyncContentReport.count());
     syncContentReportMs.store(syncContentReport.count());
+}
+
+void QuilSignImpl::SetContentWaitLimitForTesting(std::chrono::milliseconds limit) {
+    contentWaitLimitMs.store(limit.count());
 }
 
 bool QuilSignImpl::Start() {
@@ -305,11 +310,12 @@ ActionResult* QuilSignImpl::ProcessContent(int seqId, std::string& content) {
             isAsync != 0 ? asyncContentReportMs.load() : syncContentReportMs.load();
         const bool async = isAsync != 0;
         DelayedTaskQueue& queue = DelayedTaskQueue::Instance();
-        // The limit only reports an overlong wait; it does not end the wait.
+        // The limit only reports an overlong wait; it does not end the wait. A verdict that
+        // comes after the report still counts, up to the far bound of the wait itself.
         const int32_t taskId = queue.AddTask(
             [async] { StatisticsSlot::CommitCount("kolvaTimeout", async ? "async" : "sync", 1.0); },
             DelayedTaskQueue::Now() + limitMs * 1000000);
-        WaitSlotRegistry::WaitOnSlot(slot, -1);
+        WaitSlotRegistry::WaitOnSlotFor(slot, std::chrono::milliseconds(contentWaitLimitMs.load()));
         queue.RemoveTask(taskId);
     }
 

@@ -30,6 +30,10 @@ public:
     // reported as overlong ("kolvaTimeout"); the caller keeps waiting.
     static constexpr int kAsyncContentReportSeconds = 30;
     static constexpr int kSyncContentReportSeconds = 120;
+    // A traffic judgement that has no verdict after this long ends as a pass (a verdict of
+    // zeros), so a closed library that never answers cannot hold a network worker for ever.
+    // Far beyond both reports: a judgement that asks the user still has minutes.
+    static constexpr int kContentWaitLimitSeconds = 600;
     // Time-outs of the JSON road after which it is not tried again in this process.
     static constexpr int32_t kSignTimeoutsBeforeClosing = 3;
 
@@ -49,6 +53,9 @@ public:
     static void SetTimeLimitsForTesting(std::chrono::milliseconds signLimit,
                                         std::chrono::milliseconds asyncContentReport,
                                         std::chrono::milliseconds syncContentReport);
+
+    // Test hook: shortens the bound of a traffic judgement's wait (kContentWaitLimitSeconds).
+    static void SetContentWaitLimitForTesting(std::chrono::milliseconds limit);
 
     // The two signing pools, for tests that must know what is queued. Never destroyed.
     ThreadPool* SignPool63() const { return signPool63; }
