@@ -1,7 +1,5 @@
 #include "ComposeRatio.h"
 
-#include <openssl/evp.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
@@ -9,9 +7,9 @@
 
 #include "BenchData.h"
 #include "BenchStats.h"
+#include "DataFloor.h"
 #include "HttpRequestComposer.h"
 #include "QuilRequestImpl.h"
-#include "TableUrlEncode.h"
 #include "UTDataSet.h"
 
 namespace quil {
@@ -23,20 +21,6 @@ using Clock = std::chrono::steady_clock;
 
 double MillisecondsSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-// The reference: what composition cannot avoid doing with the data, done plainly.
-std::size_t Reference(const std::string& data) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    EVP_Digest(data.data(), data.size(), digest, &length, EVP_md5(), nullptr);
-    static const char hex[] = "0123456789abcdef";
-    std::string text(length * 2, '0');
-    for (unsigned int i = 0; i < length; ++i) {
-        text[2 * i] = hex[digest[i] >> 4];
-        text[2 * i + 1] = hex[digest[i] & 15];
-    }
-    return TableUrlEncode(data).size() + text.size();
 }
 
 std::size_t Compose(QuilRequestImpl* request) {
@@ -67,7 +51,7 @@ ComposeRatio MeasureCompose1MbRatio(int blocks, int callsPerBlock) {
         const double compose = MillisecondsSince(start) / callsPerBlock;
         start = Clock::now();
         for (int i = 0; i < callsPerBlock; ++i) {
-            sink = sink + Reference(data);
+            sink = sink + DataFloor(data);
         }
         const double reference = MillisecondsSince(start) / callsPerBlock;
         composeTimes.push_back(compose);

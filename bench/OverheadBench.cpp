@@ -1,7 +1,8 @@
 // The SDK's own cost per call, without a network: whole synchronous calls through the shared
 // library with the stand-in signer and an in-process IHttpClient that answers at once. CPU
-// microseconds per call (user plus system, getrusage), and resident memory after 10,000 and
-// after 100,000 calls.
+// microseconds per call (user plus system, getrusage) with the stand-in signer's own share stated
+// apart, resident memory after 10,000 and after 100,000 calls, and a whole call with 1 MiB of
+// data against the floor of that data.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +12,8 @@
 #include "BenchStats.h"
 #include "QuilSDK.h"
 #include "StandInControl.h"
+#include "StandInShare.h"
+#include "WholeCallRatio.h"
 
 namespace {
 
@@ -88,14 +91,35 @@ int main(int argc, char** argv) {
         }
     }
     const long rssLast = quil::bench::ResidentKilobytes();
+    const double cpu = quil::bench::Median(perCall);
+
+    // The stand-in's share: its signing entry alone, with the line the SDK handed it last.
+    standIn.Reset();
+    failures += Calls(1);
+    const std::vector<std::string> lines = standIn.Texts("jsonSign.input");
+    const double standInCpu =
+        lines.empty() ? -1
+                      : quil::bench::StandInSignCpuMicroseconds(lines.back(), blocks, blockCalls);
+    standIn.Reset();
     std::printf(
-        "overhead: calls=%d %s %s %s rss_first_kb=%ld rss_last_kb=%ld rss_growth_kb=%ld "
+        "overhead: calls=%d %s %s %s %s %s rss_first_kb=%ld rss_last_kb=%ld rss_growth_kb=%ld "
         "failures=%d\n",
-        blocks * blockCalls,
-        quil::bench::Figure("overhead_cpu_us", quil::bench::Median(perCall), 2).c_str(),
+        blocks * blockCalls, quil::bench::Figure("overhead_cpu_us", cpu, 2).c_str(),
+        quil::bench::Figure("standin_cpu_us", standInCpu, 2).c_str(),
+        quil::bench::Figure("sdk_cpu_us", standInCpu < 0 ? -1 : cpu - standInCpu, 2).c_str(),
         quil::bench::Figure("cpu_us_min", quil::bench::Percentile(perCall, 0), 2).c_str(),
         quil::bench::Figure("cpu_us_max", quil::bench::Percentile(perCall, 100), 2).c_str(),
         rssFirst, rssLast, rssLast - rssFirst, failures);
+
+    const quil::bench::WholeCallRatio whole =
+        quil::bench::MeasureWholeCall1MbRatio(standIn, quick ? 5 : 15, quick ? 4 : 10);
+    std::printf("overhead: %s %s %s %s %s failures=%d\n",
+                quil::bench::Figure("whole_1mb_call_ms", whole.callMs, 3).c_str(),
+                quil::bench::Figure("whole_1mb_floor_ms", whole.floorMs, 3).c_str(),
+                quil::bench::Figure("whole_1mb_ratio", whole.ratio, 2).c_str(),
+                quil::bench::Figure("whole_1mb_standin_ms", whole.standInMs, 3).c_str(),
+                quil::bench::Figure("whole_1mb_sdk_ratio", whole.sdkRatio, 2).c_str(),
+                whole.failures);
     std::fflush(stdout);
     std::_Exit(0);
 }

@@ -40,3 +40,8 @@ int32_t ThreadPoolSemaphore::Count() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return count_;
 }
+
+void ThreadPoolSemaphore::WakeWaitersForTesting() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    condition_.notify_all();
+}

@@ -23,6 +23,9 @@ public:
     // The current count, for tests.
     int32_t Count() const;
 
+    // Wakes every waiter without a post, as a spurious wake-up would, for tests.
+    void WakeWaitersForTesting();
+
 private:
     mutable std::mutex mutex_;  // guards count_ and wakeups_; the inner lock of a pool
     std::condition_variable condition_;

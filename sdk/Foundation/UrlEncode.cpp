@@ -1,6 +1,7 @@
 #include "UrlEncode.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace {
@@ -26,23 +27,29 @@ const EncodeTable& Table() {
 }  // namespace
 
 std::string UrlEncode(const std::string& text) {
-    static const char kDigits[] = "0123456789ABCDEF";
-    const EncodeTable& table = Table();
     std::string encoded;
-    encoded.resize(text.size() * 3);
-    char* out = &encoded[0];
-    const char* start = out;
+    UrlEncodeAppend(encoded, text);
+    return encoded;
+}
+
+void UrlEncodeAppend(std::string& out, const std::string& text) {
+    static const char kDigits[] = "0123456789ABCDEF";
+    if (text.empty()) return;
+    const EncodeTable& table = Table();
+    const std::size_t start = out.size();
+    out.resize(start + text.size() * 3);
+    char* write = &out[start];
+    const char* const begin = out.data();
     for (char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         const char plain = table.plain[byte];
         if (plain != 0) {
-            *out++ = plain;
+            *write++ = plain;
         } else {
-            *out++ = '%';
-            *out++ = kDigits[byte >> 4];
-            *out++ = kDigits[byte & 0x0f];
+            *write++ = '%';
+            *write++ = kDigits[byte >> 4];
+            *write++ = kDigits[byte & 0x0f];
         }
     }
-    encoded.resize(static_cast<std::size_t>(out - start));
-    return encoded;
+    out.resize(static_cast<std::size_t>(write - begin));
 }

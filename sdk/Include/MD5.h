@@ -1,6 +1,8 @@
 // MD5 digests (RFC 1321) as 32 lowercase hexadecimal characters.
 // An instance is plain state owned by whoever built it and is not thread-safe: one thread at a
-// time. GetInstance hands out one process-wide instance, which the library never deletes.
+// time. GetInstance hands out one process-wide instance, which the library never deletes. The
+// whole class is exported, so that a host can build its own instances and digest with them or
+// with the shared one.
 #pragma once
 
 #include <cstddef>
@@ -9,13 +11,13 @@
 
 #include "QuilExport.h"
 
-class MD5 {
+class QUIL_API MD5 {
 public:
     MD5();
 
     // The process-wide instance, built at the first call. Its operations are not guarded:
     // two threads must not use it at once. The library owns it; never delete it.
-    QUIL_API static MD5* GetInstance();
+    static MD5* GetInstance();
 
     // Starts a new message: clears the bit count and restores the initial state.
     void Reset();

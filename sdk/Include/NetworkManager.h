@@ -1,6 +1,8 @@
 // NetworkManager: the process-wide door through which every HTTP exchange passes. It hands an
 // HttpRequest to the host's IHttpClient, on the caller's thread or on its own pool of five
-// workers. The library owns the singleton; the host never deletes it (DestroyInstance does).
+// workers. The library owns the singleton; the host never deletes it. DestroyInstance retires
+// it instead: the retired object stays alive for the life of the process (others may still hold
+// its address) and hands every later call on to the current singleton, built anew when needed.
 // Every operation may be called from any thread, except DestroyInstance (see there).
 #pragma once
 
@@ -19,8 +21,11 @@ public:
     // The singleton, built at the first call with a pool of five workers and no client.
     static NetworkManager* GetInstance();
 
-    // Deletes the singleton if it exists. Running sends finish and call back as usual; queued
-    // ones are dropped. Not to be called while other threads use the manager.
+    // Retires the singleton if it exists: its pool stops (running sends finish and call back
+    // as usual; queued ones are dropped) and the next GetInstance builds a new manager, which
+    // starts with no client. The retired object is never freed: a pointer to it stays usable,
+    // and each call on it is served by the current singleton. Not to be called while other
+    // threads use the manager.
     static void DestroyInstance();
 
     // Stops the pool (which then frees itself) and clears the singleton pointer. Does not
@@ -65,6 +70,13 @@ public:
 
 private:
     NetworkManager();
+
+    // The manager that serves a call made on this one: null while this is the singleton, the
+    // current singleton once DestroyInstance has retired this one.
+    NetworkManager* Successor();
+
+    // Set once by DestroyInstance, never cleared.
+    std::atomic<bool> retired_{false};
 
     // Stored by the setters and read by nothing.
     std::atomic<int> httpMaxConcurrentCount_{5};

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "Platform.h"
 #include "QuilLogger.h"
@@ -15,6 +16,11 @@ namespace {
 std::mutex g_singletonMutex;
 // Read without the mutex on the fast path, hence atomic.
 std::atomic<NetworkManager*> g_instance{nullptr};
+
+// The managers DestroyInstance retired. Never freed, and reachable from here, so that a pointer
+// a caller kept (the service keeps one for the life of the process) never dangles. Guarded by
+// g_singletonMutex.
+std::vector<NetworkManager*>* g_retired = new std::vector<NetworkManager*>();
 
 using ClientSlot = std::shared_ptr<std::atomic<IHttpClient*>>;
 
@@ -61,8 +67,9 @@ NetworkManager::NetworkManager()
       httpClient_(std::make_shared<std::atomic<IHttpClient*>>(nullptr)) {}
 
 NetworkManager::~NetworkManager() {
-    // From here on the pool frees itself; running sends finish on their own.
-    threadPool_->Stop();
+    // From here on the pool frees itself; running sends finish on their own. A retired
+    // manager has stopped its pool already.
+    if (threadPool_ != nullptr) threadPool_->Stop();
     threadPool_ = nullptr;
     NetworkManager* self = this;
     g_instance.compare_exchange_strong(self, nullptr);
@@ -82,18 +89,30 @@ NetworkManager* NetworkManager::GetInstance() {
 }
 
 void NetworkManager::DestroyInstance() {
+    std::lock_guard<std::mutex> lock(g_singletonMutex);
     NetworkManager* instance = g_instance.load(std::memory_order_acquire);
-    if (instance != nullptr) {
-        delete instance;
-        g_instance.store(nullptr, std::memory_order_release);
-    }
+    if (instance == nullptr) return;
+    // Deleting it would leave every holder of the pointer with a dangling one; it is retired.
+    instance->retired_.store(true, std::memory_order_release);
+    g_retired->push_back(instance);
+    g_instance.store(nullptr, std::memory_order_release);
+    // From here on the pool frees itself; running sends finish on their own.
+    instance->threadPool_->Stop();
+    instance->threadPool_ = nullptr;
+}
+
+NetworkManager* NetworkManager::Successor() {
+    if (!retired_.load(std::memory_order_acquire)) return nullptr;
+    return GetInstance();
 }
 
 void NetworkManager::RegisterHttpClient(IHttpClient* client) {
+    if (NetworkManager* current = Successor()) return current->RegisterHttpClient(client);
     if (client != nullptr) httpClient_->store(client, std::memory_order_release);
 }
 
 HttpResponse* NetworkManager::SendSyncHttpRequest(HttpRequest* request) {
+    if (NetworkManager* current = Successor()) return current->SendSyncHttpRequest(request);
     IHttpClient* client = httpClient_->load(std::memory_order_acquire);
     if (request == nullptr || client == nullptr) return nullptr;
     const int64_t start = quil::platform::MonotonicMilliseconds();
@@ -105,6 +124,7 @@ HttpResponse* NetworkManager::SendSyncHttpRequest(HttpRequest* request) {
 }
 
 int NetworkManager::SendAsyncHttpRequest(HttpRequest* request) {
+    if (NetworkManager* current = Successor()) return current->SendAsyncHttpRequest(request);
     if (request == nullptr) return -6;
     ClientSlot clientSlot = httpClient_;
     // The task name is the key up to its first zero byte.
@@ -114,18 +134,21 @@ int NetworkManager::SendAsyncHttpRequest(HttpRequest* request) {
 }
 
 void NetworkManager::CancelHttpRequest(HttpRequest* request) {
+    if (NetworkManager* current = Successor()) return current->CancelHttpRequest(request);
     if (request == nullptr) return;
     std::lock_guard<std::mutex> lock(g_singletonMutex);
     threadPool_->CancelTask(std::string(request->cancelKey.c_str()));
 }
 
 void NetworkManager::CancelHttpRequest(const char* cancelKey) {
+    if (NetworkManager* current = Successor()) return current->CancelHttpRequest(cancelKey);
     if (cancelKey == nullptr) return;
     std::lock_guard<std::mutex> lock(g_singletonMutex);
     threadPool_->CancelTask(std::string(cancelKey));
 }
 
 void NetworkManager::CancelAllHttpRequest() {
+    if (NetworkManager* current = Successor()) return current->CancelAllHttpRequest();
     std::lock_guard<std::mutex> lock(g_singletonMutex);
     threadPool_->ClearTasks();
 }
@@ -134,8 +157,12 @@ void NetworkManager::CancelAllRequest() { CancelAllHttpRequest(); }
 
 void NetworkManager::SetHttpTimeout(int /*timeout*/) {}
 
-void NetworkManager::SetHttpMaxConcurrentCount(int count) { httpMaxConcurrentCount_.store(count); }
+void NetworkManager::SetHttpMaxConcurrentCount(int count) {
+    if (NetworkManager* current = Successor()) return current->SetHttpMaxConcurrentCount(count);
+    httpMaxConcurrentCount_.store(count);
+}
 
 void NetworkManager::SetDownloadMaxConcurrentCount(int count) {
+    if (NetworkManager* current = Successor()) return current->SetDownloadMaxConcurrentCount(count);
     downloadMaxConcurrentCount_.store(count);
 }

@@ -17,11 +17,13 @@
 //                             "traffic.delayMs", 2: held until FireHeldVerdicts (never, if not)
 //   "traffic.mainAction", "traffic.subAction"   the verdict
 //   "traffic.nullParam", "traffic.nullSequence"  hand the callback null texts
+//   "traffic.paramIsContent"  the verdict's parameter is the judged content (one per caller)
 //   "traffic.isAsync", "traffic.errorCode"       ProcessContent's out values
 //   "traffic.registerResult" (1 after Reset), "traffic.registerOut"   RegisterWebBrowserProxy
 // Text controls (SetText, null unsets): "traffic.param" (the verdict's parameter),
 //   "traffic.cookies", "traffic.version" (unset: GetCookies / GetVersion give nothing),
-//   "path.directory" (answer this directory instead of the module's own).
+//   "path.directory" (answer this directory instead of the module's own), "jsonSign.answer"
+//   (the JSON road answers this text, with code 0).
 // Records (Texts) by kind: "path.queryInterface" / "proxy.queryInterface" (numbers asked for,
 //   decimal), "path.fileName", "path.capacity", "jsonSign.input", "urlSign.appKey",
 //   "urlSign.data", "urlSign.method", "urlSign.capacity", "traffic.content",

@@ -109,6 +109,11 @@ public:
             result = 0;
             return CopyOut("{}");
         }
+        std::string scripted;
+        if (state.GetText("jsonSign.answer", &scripted)) {
+            result = 0;
+            return CopyOut(scripted.c_str());
+        }
         Json::Value request;
         std::unique_ptr<Json::CharReader> reader(ReaderBuilder().newCharReader());
         const std::string text = json == nullptr ? "" : json;
@@ -181,10 +186,10 @@ public:
         }
         state.Count("traffic.processContent");
         state.HangIf("traffic.hangMs");
-        StandInState::HeldVerdict verdict{callback, sequence};
+        StandInState::HeldVerdict verdict{callback, sequence, content == nullptr ? "" : content};
         switch (state.GetInt("traffic.mode")) {
             case 0:
-                state.Deliver(callback, sequence);
+                state.Deliver(verdict);
                 break;
             case 1:
                 state.DeliverLater(verdict, static_cast<int>(state.GetInt("traffic.delayMs")));

@@ -11,7 +11,7 @@ namespace {
 // The controls that hold texts; every other control holds an integer.
 bool IsTextControl(const std::string& name) {
     return name == "traffic.param" || name == "traffic.cookies" || name == "traffic.version" ||
-           name == "path.directory";
+           name == "path.directory" || name == "jsonSign.answer";
 }
 
 // Controls for a process that no test drives in-process (quilcall run as a child, a demo):
@@ -152,7 +152,7 @@ int StandInState::FireHeld() {
         held.swap(held_);
     }
     std::thread deliverer([this, held] {
-        for (const HeldVerdict& verdict : held) Deliver(verdict.callback, verdict.sequenceId);
+        for (const HeldVerdict& verdict : held) Deliver(verdict);
     });
     deliverer.join();
     return static_cast<int>(held.size());
@@ -167,16 +167,20 @@ void StandInState::DeliverLater(const HeldVerdict& verdict, int delayMs) {
             changed_.wait_for(lock, std::chrono::milliseconds(delayMs),
                               [&] { return releases_ != releases; });
         }
-        Deliver(verdict.callback, verdict.sequenceId);
+        Deliver(verdict);
     });
 }
 
-void StandInState::Deliver(TrafficFilterCallback callback, const std::string& sequenceId) {
+void StandInState::Deliver(const HeldVerdict& verdict) {
+    const TrafficFilterCallback callback = verdict.callback;
+    const std::string& sequenceId = verdict.sequenceId;
     if (callback == nullptr) return;
     int mainAction = static_cast<int>(GetInt("traffic.mainAction"));
     int subAction = static_cast<int>(GetInt("traffic.subAction"));
     std::string param;
     GetText("traffic.param", &param);
+    // Each judgement's own verdict, so that a verdict delivered to another caller shows.
+    if (GetInt("traffic.paramIsContent") != 0) param = verdict.content;
     const bool nullParam = GetInt("traffic.nullParam") != 0;
     const bool nullSequence = GetInt("traffic.nullSequence") != 0;
     // Called with no lock held: the SDK's callback takes its own locks.

@@ -47,14 +47,15 @@ public:
     struct HeldVerdict {
         TrafficFilterCallback callback = nullptr;
         std::string sequenceId;
+        std::string content;  // the judged content ("traffic.paramIsContent")
     };
     void Hold(const HeldVerdict& verdict);
     // Delivers every held verdict from a new thread and waits for it; returns how many.
     int FireHeld();
     // Delivers a verdict from a new thread after delayMs (cut short by ReleaseHangs).
     void DeliverLater(const HeldVerdict& verdict, int delayMs);
-    // Calls callback with the configured verdict for sequenceId.
-    void Deliver(TrafficFilterCallback callback, const std::string& sequenceId);
+    // Calls callback with the configured verdict for the verdict's sequenceId.
+    void Deliver(const HeldVerdict& verdict);
 
     // Joins the verdict threads, then clears every control and record.
     void Reset();

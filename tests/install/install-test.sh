@@ -139,6 +139,8 @@ done
 expect_run async_login_host "call: queued" "login: signing in" "login: signed in as example-uid" \
   "call: answered" "retCode: SUCCESS" -- \
   "$work/examples/async_login_host" "$gateway" "$appkey" example-sid example-uid "$security"
+expect_run async_host "example.item.add: SUCCESS" "example.user.profile: SUCCESS" "logins: 1" -- \
+  "$work/examples/async_host" "$gateway" "$appkey" example-sid "$security"
 
 step "the minimal host once more, built with pkg-config"
 # shellcheck disable=SC2046
@@ -154,6 +156,6 @@ code=0
 wait "$gate_pid" || code=$?
 gate_pid=""
 [ "$code" -eq 0 ] || fail "quilgate exited with $code"
-grep -q "^quilgate stopped after 6 requests on " "$work/quilgate.out" ||
-  fail "quilgate did not serve the six calls: $(cat "$work/quilgate.out")"
+grep -q "^quilgate stopped after 8 requests on " "$work/quilgate.out" ||
+  fail "quilgate did not serve the eight calls: $(cat "$work/quilgate.out")"
 echo "install-test: all passed"

@@ -77,10 +77,15 @@ TEST(DelayedTaskQueue, ARemovedTaskNeverRuns) {
     run.Expect(1);
     DelayedTaskQueue queue;
     const int64_t now = DelayedTaskQueue::Now();
-    const int32_t removed = queue.AddTask(run.Task(1), now + 30 * kMillisecond);
-    queue.AddTask(run.Task(2), now + 60 * kMillisecond);
+    // Two seconds: no pause of a loaded machine between adding and removing comes near it. The
+    // marker shares the deadline and was added later, so it would run second if the removed
+    // task were still there.
+    const int64_t deadline = now + 2000 * kMillisecond;
+    const int32_t removed = queue.AddTask(run.Task(1), deadline);
+    queue.AddTask(run.Task(2), deadline);
     EXPECT_TRUE(queue.RemoveTask(removed));
     EXPECT_FALSE(queue.RemoveTask(removed));
+    EXPECT_EQ(queue.PendingCount(), 1u);
     ASSERT_TRUE(run.Wait());
     EXPECT_EQ(run.Order(), (std::vector<int>{2}));
 }

@@ -411,10 +411,28 @@ TEST_F(NetworkManagerTest, CancelAllRequestForwardsToCancelAllHttpRequest) {
     EXPECT_EQ(client.SendCount(), 6u);
 }
 
+// A null cancel removes nothing, not even a queued send under the empty key, and says nothing.
 TEST_F(NetworkManagerTest, CancelOfNullIsIgnored) {
+    ScriptedHttpClient client;
+    HttpCompletionRecorder recorder;
+    Manager()->RegisterHttpClient(&client);
+    OccupyAllWorkers(client, recorder);
+    ASSERT_EQ(Manager()->SendAsyncHttpRequest(recorder.NewRequest("http://gw.example/e", "")), 0);
+    ASSERT_EQ(Manager()->SendAsyncHttpRequest(recorder.NewRequest("http://gw.example/k", "k")), 0);
+    ScopedRecordingLog log;
     Manager()->CancelHttpRequest(static_cast<HttpRequest*>(nullptr));
     Manager()->CancelHttpRequest(static_cast<const char*>(nullptr));
-    SUCCEED();
+    EXPECT_EQ(log->Count(), 0u);
+    client.OpenGate();
+    ASSERT_TRUE(recorder.WaitFor(7));
+    EXPECT_EQ(client.SendCount(), 7u);
+    std::vector<std::string> keys;
+    for (const auto& completion : recorder.Completions()) {
+        EXPECT_EQ(completion.statusCode, 200);
+        keys.push_back(completion.cancelKey);
+    }
+    EXPECT_NE(std::find(keys.begin(), keys.end(), ""), keys.end());
+    EXPECT_NE(std::find(keys.begin(), keys.end(), "k"), keys.end());
 }
 
 TEST_F(NetworkManagerTest, AfterDestroyInstanceANewManagerHasNoClient) {
@@ -437,6 +455,52 @@ TEST_F(NetworkManagerTest, DestroyInstanceLetsRunningSendsFinishAndCallBack) {
     client.OpenGate();
     ASSERT_TRUE(recorder.WaitFor(5));
     for (const auto& completion : recorder.Completions()) EXPECT_EQ(completion.statusCode, 200);
+}
+
+// The service keeps the manager's address for the life of the process; DestroyInstance must
+// leave that address usable. Without a client on the new manager a send gets the network
+// failure (no response); once a client is registered, through either pointer, sends go out.
+TEST_F(NetworkManagerTest, AManagerKeptAcrossDestroyInstanceSendsSyncThroughTheNewOne) {
+    ScriptedHttpClient client;
+    NetworkManager* kept = Manager();
+    kept->RegisterHttpClient(&client);
+    NetworkManager::DestroyInstance();
+
+    std::unique_ptr<HttpRequest> request(NewSyncRequest("http://gw.example/kept"));
+    EXPECT_EQ(kept->SendSyncHttpRequest(request.get()), nullptr);
+    EXPECT_EQ(client.SendCount(), 0u);
+
+    kept->RegisterHttpClient(&client);
+    std::unique_ptr<HttpResponse> response(
+        kept->SendSyncHttpRequest(NewSyncRequest("http://gw.example/kept2")));
+    ASSERT_NE(response, nullptr);
+    EXPECT_EQ(response->statusCode, 200);
+    EXPECT_EQ(client.SendCount(), 1u);
+    EXPECT_NE(Manager(), kept);
+}
+
+TEST_F(NetworkManagerTest, AManagerKeptAcrossDestroyInstanceSendsAsyncThroughTheNewOne) {
+    ScriptedHttpClient client;
+    HttpCompletionRecorder recorder;
+    NetworkManager* kept = Manager();
+    kept->RegisterHttpClient(&client);
+    NetworkManager::DestroyInstance();
+
+    // No client on the new manager: the send completes with the empty response.
+    ASSERT_EQ(kept->SendAsyncHttpRequest(recorder.NewRequest("http://gw.example/a1", "a1")), 0);
+    ASSERT_TRUE(recorder.WaitFor(1));
+    EXPECT_EQ(recorder.Completions()[0].statusCode, 0);
+    EXPECT_EQ(client.SendCount(), 0u);
+
+    QuilConfig::GetInstance()->RegisterHttpClient(&client);
+    ASSERT_EQ(kept->SendAsyncHttpRequest(recorder.NewRequest("http://gw.example/a2", "a2")), 0);
+    ASSERT_TRUE(recorder.WaitFor(2));
+    EXPECT_EQ(recorder.Completions()[1].statusCode, 200);
+    EXPECT_EQ(recorder.Completions()[1].cancelKey, "a2");
+    EXPECT_EQ(client.SendCount(), 1u);
+    // Cancels on the kept pointer reach the new manager too, and end well.
+    kept->CancelHttpRequest("none");
+    kept->CancelAllRequest();
 }
 
 TEST_F(NetworkManagerTest, ClientRegisteredThroughTheConfigurationReachesTheManager) {

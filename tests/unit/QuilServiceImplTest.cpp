@@ -642,3 +642,58 @@ TEST_F(QuilServiceImplTest, RetryOfAFinishedAsynchronousRequestDeliversOneFailur
     EXPECT_EQ(delivered.count, 1);
     EXPECT_EQ(delivered.retCode, "FAIL_SYS_RETRY_LIMIT");
 }
+
+// The service keeps the manager it was built with. After DestroyInstance a call still ends
+// well: the new manager has no client, so the call gets the network failure, and once the host
+// registers its client again calls go out as before.
+TEST_F(QuilServiceImplTest, ACallAfterTheNetworkManagerWasDestroyedEndsWithTheNetworkFailure) {
+    NetworkManager::DestroyInstance();
+    EXPECT_EQ(service->SendSyncRequest(NewRequest()), nullptr);
+    EXPECT_EQ(client().SendCount(), 0u);
+    std::vector<StatisticsCall> rate = SuccessRate();
+    ASSERT_EQ(rate.size(), 1u);
+    EXPECT_EQ(rate[0].errorCode, "FAIL_NETWORK_CONNECT_ERROR");
+
+    QuilConfig::GetInstance()->RegisterHttpClient(&client());
+    client().Enqueue(ServiceTestHost::GatewayAnswer());
+    ResponsePtr response(service->SendSyncRequest(NewRequest()));
+    ASSERT_NE(response, nullptr);
+    EXPECT_TRUE(response->IsSuccess());
+    EXPECT_EQ(client().SendCount(), 1u);
+}
+
+// A call that a before filter stops never reaches composition, signing, cookies, the network,
+// parsing, the after filters or the response side: each of their marks, and the size of the
+// request header that composition would have counted, report -1.
+TEST_F(QuilServiceImplTest, ACallStoppedByABeforeFilterReportsMinusOneForEveryStageItNeverReached) {
+    FilterManager::BeforeChain before;
+    before.emplace_back(new ScriptedBeforeFilter(
+        "b_stop", nullptr, [](QuilRequest*, FilterResult* result) { result->code = 1; }));
+    FilterManager manager(std::move(before), FilterManager::AfterChain());
+    service->filterManager = &manager;
+
+    EXPECT_EQ(service->SendSyncRequest(NewRequest()), nullptr);
+    EXPECT_EQ(client().SendCount(), 0u);
+    ASSERT_EQ(statistics().PerformanceReports().size(), 1u);
+    StatisticsCall report = statistics().LastPerformanceReport();
+    const char* neverReached[] = {"composeRequestStartTime",
+                                  "composeRequestEndTime",
+                                  "signStartTime",
+                                  "signEndTime",
+                                  "getCookieStartTime",
+                                  "getCookieEndTime",
+                                  "networkSendStartTime",
+                                  "networkSendEndTime",
+                                  "parseResponseStartTime",
+                                  "parseResponseEndTime",
+                                  "afterFilterStartTime",
+                                  "afterFilterEndTime",
+                                  "interceptResponseStartTime"};
+    for (const char* name : neverReached) EXPECT_EQ(report.measures.at(name), -1.0) << name;
+    EXPECT_EQ(report.measures.at("requestHeaderSize"), -1.0);
+    // The stages it did pass carry their marks.
+    EXPECT_GE(report.measures.at("beforeFilterStartTime"), 0.0);
+    EXPECT_GE(report.measures.at("beforeFilterEndTime"),
+              report.measures.at("beforeFilterStartTime"));
+    EXPECT_GE(report.measures.at("processEndTime"), report.measures.at("processStartTime"));
+}

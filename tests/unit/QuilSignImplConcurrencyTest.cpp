@@ -87,7 +87,8 @@ TEST_F(QuilSignImplConcurrency, ManyJudgementsWithVerdictsFromOtherThreadsEachGe
     control.SetInt("traffic.mode", 1);
     control.SetInt("traffic.delayMs", 5);
     control.SetInt("traffic.mainAction", 2);
-    control.SetText("traffic.param", "p");
+    // Every judgement's verdict carries its own content: one delivered to another caller fails.
+    control.SetInt("traffic.paramIsContent", 1);
     CaptureStdout();
     sign()->Start();
     GetCapturedStdout();
@@ -96,10 +97,13 @@ TEST_F(QuilSignImplConcurrency, ManyJudgementsWithVerdictsFromOtherThreadsEachGe
     for (int t = 0; t < 6; ++t) {
         threads.emplace_back([this, t, &wrong] {
             for (int i = 0; i < 4; ++i) {
-                std::string content = "c" + std::to_string(t);
+                std::string content = "c" + std::to_string(t) + "-" + std::to_string(i);
                 std::unique_ptr<ActionResult> result(
                     sign()->ProcessContent(t * 10 + i + 1, content));
-                if (result->mainAction != 2 || result->actionParam != "p") ++wrong;
+                if (result->mainAction != 2 ||
+                    result->actionParam != "c" + std::to_string(t) + "-" + std::to_string(i)) {
+                    ++wrong;
+                }
             }
         });
     }

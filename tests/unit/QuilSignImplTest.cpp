@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "QuilConfig.h"
+#include "QuilLogger.h"
 #include "QuilSignImpl.h"
 #include "SignBridgeFixture.h"
 #include "StandInSignature.h"
@@ -23,10 +24,18 @@ using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
 const std::chrono::milliseconds kShortLimit(200);
+// The limit for a step that must succeed after time-outs: a signing that succeeds is told apart
+// from one that waits by a limit no pause of a loaded machine comes near.
+const std::chrono::seconds kLongLimit(60);
 
 std::string JsonLine(const std::string& api, const std::string& data, int env) {
     return "{\"api\":\"" + api + "\",\"appkey\":\"21646297\",\"authCode\":\"auth-7\",\"data\":\"" +
            data + "\",\"env\":" + std::to_string(env) + "}";
+}
+
+// A log message longer than the logger's buffer, as the logger writes it: cut, then "...".
+std::string CutAsLogged(const std::string& message) {
+    return message.substr(0, QuilLogger::kBufferSize - 1) + "...";
 }
 
 class QuilSignImplTest : public quil::test::SignBridgeFixture {
@@ -175,6 +184,22 @@ TEST_F(QuilSignImplTest, Sign63FailureGivesTheLibrarysCodeAndTheParseFailureLine
     EXPECT_EQ(sign()->SignTimeoutCount(), 0);
 }
 
+// The library's text is untrusted: nesting deep enough to make the JSON reader give up by
+// throwing is an unreadable answer like any other, never an exception out of the call.
+TEST_F(QuilSignImplTest, Sign63WithADeeplyNestedAnswerGivesAnEmptyMapAndTheParseFailureLine) {
+    const std::string nested =
+        "{\"x-sign\":" + std::string(5000, '[') + std::string(5000, ']') + "}";
+    control.SetText("jsonSign.answer", nested.c_str());
+    StartQuietly();
+    auto result = Sign63(6);
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->errorCode, "0");
+    EXPECT_TRUE(result->signMap.empty());
+    EXPECT_TRUE(
+        log->Has(CutAsLogged("__SwitchToMap json parse failed, data: " + nested), QUIL_LOG_INFO));
+    EXPECT_EQ(control.Count("jsonSign.free"), 1);
+}
+
 TEST_F(QuilSignImplTest, Sign63WithAnEmptyAnswerGivesAnEmptyMapAndCodeZero) {
     control.SetInt("jsonSign.empty", 1);
     StartQuietly();
@@ -238,12 +263,11 @@ TEST_F(QuilSignImplTest, TheFourthSign63AfterThreeTimeOutsReturnsNullAtOnceWithN
 
     // A long limit from here on: a fourth signing that waited would wait this long, far longer
     // than any pause a loaded machine makes.
-    const std::chrono::seconds longLimit(60);
-    ShortenLimits(longLimit);
+    ShortenLimits(kLongLimit);
     const auto before = std::chrono::steady_clock::now();
     auto fourth = Sign63(4);
     EXPECT_EQ(fourth, nullptr);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, longLimit / 2);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, kLongLimit / 2);
     EXPECT_EQ(sign()->SignPool63()->QueueLength(), 2u);
     EXPECT_FALSE(log->Has("QUIL sign version 6.3, seqId: 4"));
     EXPECT_EQ(log->CountOf("urlSign time limit exceeded, version 6.3"), 3u);
@@ -272,6 +296,7 @@ TEST_F(QuilSignImplTest, APostAfterTheLimitIsDroppedWithNoError) {
 
     // The dropped answer does not leak into the next signing of the same id.
     control.SetInt("jsonSign.empty", 1);
+    ShortenLimits(kLongLimit);
     auto next = Sign63(9);
     ASSERT_NE(next, nullptr);
     EXPECT_EQ(next->errorCode, "0");
@@ -492,6 +517,7 @@ TEST_F(QuilSignImplTest, Sign62TimeOutReportsButNeverClosesEitherRoad) {
     ASSERT_EQ(reports.size(), 4u);
     EXPECT_EQ(reports[0].arg, "quil sign 6.2");
     EXPECT_EQ(sign()->SignTimeoutCount(), 0);
+    ShortenLimits(kLongLimit);
     auto json = Sign63(5);
     ASSERT_NE(json, nullptr);
     EXPECT_EQ(json->errorCode, "0");

@@ -4,12 +4,18 @@
 #include <map>
 #include <string>
 
+#include "QuilLogger.h"
 #include "RecordingLog.h"
 #include "SwitchStrToMap.h"
 
 namespace {
 
 using Map = std::map<std::string, std::string>;
+
+// A log message longer than the logger's buffer, as the logger writes it: cut, then "...".
+std::string CutAsLogged(const std::string& message) {
+    return message.substr(0, QuilLogger::kBufferSize - 1) + "...";
+}
 
 TEST(SwitchStrToMap, EachMemberGivesAnEntry) {
     EXPECT_EQ(__SwitchStrToMap("{\"x-sign\":\"ab\",\"x-mini-wua\":\"cd\"}"),
@@ -71,6 +77,20 @@ TEST(SwitchStrToMap, ATopLevelValueThatIsNotAnObjectCountsAsUnreadable) {
 
 TEST(SwitchStrToMap, AnObjectWithACommentIsStillRead) {
     EXPECT_EQ(__SwitchStrToMap("{ /* note */ \"a\":\"1\"}"), (Map{{"a", "1"}}));
+}
+
+// Nesting deep enough to make the reader give up by throwing counts as text that does not
+// parse, in a member's value and at the top.
+TEST(SwitchStrToMap, DeepNestingIsUnreadableAndNeverThrows) {
+    quil::test::ScopedRecordingLog log;
+    const std::string deep = std::string(5000, '[') + std::string(5000, ']');
+    const std::string inMember = "{\"a\":\"b\",\"x\":" + deep + "}";
+    EXPECT_EQ(__SwitchStrToMap(inMember), Map());
+    EXPECT_TRUE(
+        log->Has(CutAsLogged("__SwitchToMap json parse failed, data: " + inMember), QUIL_LOG_INFO));
+    EXPECT_EQ(__SwitchStrToMap(deep), Map());
+    EXPECT_TRUE(
+        log->Has(CutAsLogged("__SwitchToMap json parse failed, data: " + deep), QUIL_LOG_INFO));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "TestSync.h"
@@ -376,5 +377,46 @@ TEST(ThreadPoolSemaphore, PostedTokenIsTakenWithoutWaiting) {
     semaphore.Post();
     EXPECT_EQ(semaphore.Count(), 1);
     EXPECT_FALSE(semaphore.Wait(0));
+    EXPECT_EQ(semaphore.Count(), 0);
+}
+
+namespace {
+// Wakes the semaphore's waiters many times without a post, as spurious wake-ups would, until
+// one of them returns or the rounds run out.
+void WakeSpuriously(ThreadPoolSemaphore& semaphore, const std::atomic<int>& returned, int before) {
+    for (int i = 0; i < 2000 && returned.load() == before; ++i) {
+        semaphore.WakeWaitersForTesting();
+        std::this_thread::yield();
+    }
+}
+}  // namespace
+
+TEST(ThreadPoolSemaphore, ASpuriousWakeUpNeitherEndsAWaitNorCostsAToken) {
+    ThreadPoolSemaphore semaphore;
+    std::atomic<int> returned{0};
+    std::thread first([&] {
+        semaphore.Wait(0);
+        ++returned;
+    });
+    std::thread second([&] {
+        semaphore.Wait(0);
+        ++returned;
+    });
+    ASSERT_TRUE(WaitUntil([&] { return semaphore.Count() == -2; }));
+    WakeSpuriously(semaphore, returned, 0);
+    EXPECT_EQ(returned.load(), 0);
+    EXPECT_EQ(semaphore.Count(), -2);
+
+    // One token wakes exactly one waiter; the other waits on through more wake-ups.
+    semaphore.Post();
+    ASSERT_TRUE(WaitUntil([&] { return returned.load() == 1; }));
+    WakeSpuriously(semaphore, returned, 1);
+    EXPECT_EQ(returned.load(), 1);
+    EXPECT_EQ(semaphore.Count(), -1);
+
+    semaphore.Post();
+    first.join();
+    second.join();
+    EXPECT_EQ(returned.load(), 2);
     EXPECT_EQ(semaphore.Count(), 0);
 }

@@ -341,50 +341,6 @@ TEST_F(UTDataSetTest, InterceptResponseEndTimeEqualsInterceptRequestEndTimeInEve
     }
 }
 
-TEST_F(UTDataSetTest, ACallStoppedByABeforeFilterReportsMinusOneFromComposeToInterceptResponse) {
-    UTDataSet* dataSet = UTDataSet::GetInstance();
-    dataSet->OpenMetrics(RequestKey(1), 1, "api.stop", "1.0", "gw.quil.example", true);
-    MetricsEntity* entity = dataSet->GetExistMetricsEntity(RequestKey(1), 1);
-    entity->beforeFilterStartTime = MetricsEntity::Now();
-    entity->interceptRequestStartTime = MetricsEntity::Now();
-    entity->interceptRequestEndTime = MetricsEntity::Now();
-    entity->beforeFilterEndTime = MetricsEntity::Now();
-    MetricsOutcome outcome;
-    outcome.retCode = "FAIL_SYS_FLOWLIMIT";
-    outcome.retMsg = "flow limit";
-    outcome.errorType = 1;
-    dataSet->CloseMetrics(RequestKey(1), 1, outcome);
-
-    StatisticsCall report = statistics_->LastPerformanceReport();
-    const char* untouched[] = {"composeRequestStartTime",
-                               "composeRequestEndTime",
-                               "signStartTime",
-                               "signEndTime",
-                               "getCookieStartTime",
-                               "getCookieEndTime",
-                               "networkSendStartTime",
-                               "networkSendEndTime",
-                               "parseResponseStartTime",
-                               "parseResponseEndTime",
-                               "afterFilterStartTime",
-                               "afterFilterEndTime",
-                               "interceptResponseStartTime"};
-    for (const char* name : untouched) EXPECT_EQ(report.measures.at(name), -1.0) << name;
-    EXPECT_GE(report.measures.at("processStartTime"), 0.0);
-    EXPECT_GE(report.measures.at("beforeFilterEndTime"), 0.0);
-    EXPECT_GE(report.measures.at("processEndTime"), report.measures.at("processStartTime"));
-}
-
-TEST_F(UTDataSetTest, RequestHeaderSizeStaysMinusOneOnACallThatABeforeFilterStopped) {
-    UTDataSet* dataSet = UTDataSet::GetInstance();
-    dataSet->OpenMetrics(RequestKey(1), 1, "api.stop", "1.0", "gw.quil.example", true);
-    dataSet->CloseMetrics(RequestKey(1), 1, MetricsOutcome());
-    StatisticsCall report = statistics_->LastPerformanceReport();
-    EXPECT_EQ(report.measures.at("requestHeaderSize"), -1.0);
-    EXPECT_EQ(report.measures.at("requestUrlLength"), -1.0);
-    EXPECT_EQ(report.measures.at("requestBodySize"), -1.0);
-}
-
 TEST_F(UTDataSetTest, RequestHeaderSizeIsReportedAsComposedOneByteMorePerLine) {
     UTDataSet* dataSet = UTDataSet::GetInstance();
     dataSet->CreateMetricsEntity(RequestKey(1), 1);

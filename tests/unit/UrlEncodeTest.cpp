@@ -51,3 +51,23 @@ TEST(UrlEncode, OneMegabyteBody) {
     EXPECT_EQ(encoded.size(), body.size() + body.size() / 4 * 2);
     EXPECT_EQ(encoded.substr(0, 8), "%26xxx%2");
 }
+
+TEST(UrlEncodeAppend, AppendsAfterWhatTheTextHolds) {
+    std::string out = "data=";
+    UrlEncodeAppend(out, "a b/\xE4~");
+    EXPECT_EQ(out, "data=a+b%2F%E4~");
+}
+
+TEST(UrlEncodeAppend, AnEmptyTextLeavesTheTextAsItIs) {
+    std::string out = "data=";
+    UrlEncodeAppend(out, "");
+    EXPECT_EQ(out, "data=");
+}
+
+TEST(UrlEncodeAppend, EveryByteValueGivesWhatUrlEncodeGives) {
+    std::string all;
+    for (int byte = 0; byte < 256; ++byte) all.push_back(static_cast<char>(byte));
+    std::string out = "x";
+    UrlEncodeAppend(out, all);
+    EXPECT_EQ(out, "x" + UrlEncode(all));
+}

@@ -49,7 +49,8 @@ HttpRequest* HttpRequestComposer::GetHttpRequest(QuilRequestImpl* request, IQuil
 
     const std::string api = request->GetLowerApi();
     const std::string version = request->GetLowerVersion();
-    const std::string data = request->GetData();
+    std::string scratch;
+    const std::string& data = request->DataText(scratch);
     const GatewayUrlBuilder::Target target{
         api, version, data, request->params, request->isSSL, request->domainMode == 1};
     const bool isGet = request->GetMethod() == 1;
@@ -154,7 +155,8 @@ void HttpRequestComposer::GetOriginalSignUrl(std::string& out, QuilRequestImpl* 
 
     std::string digest;
     {
-        const std::string data = request->GetData();
+        std::string scratch;
+        const std::string& data = request->DataText(scratch);
         QUIL_LOG(QUIL_LOG_VERBOSE, "originalData: %s", data.c_str());
         // Always the digest, never the data: the sign input stays small whatever the body.
         MD5 md5;

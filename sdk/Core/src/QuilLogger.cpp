@@ -19,6 +19,8 @@ LoggerRecord& Record() {
     return record;
 }
 
+// Cut after either separator: a Windows build's paths use backslashes (sometimes mixed with
+// slashes), every other platform's use slashes only.
 const char* BaseName(const char* path) {
     if (path == nullptr) return "";
     const char* base = path;

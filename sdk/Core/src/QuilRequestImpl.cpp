@@ -148,6 +148,12 @@ bool QuilRequestImpl::IsCancelled() { return cancelled; }
 int QuilRequestImpl::GetId() { return id; }
 void QuilRequestImpl::SetId(int value) { id = value; }
 
+const std::string& QuilRequestImpl::DataText(std::string& scratch) {
+    if (!rawData.empty()) return rawData;
+    scratch = GetData();
+    return scratch;
+}
+
 std::string QuilRequestImpl::GetData() {
     if (!rawData.empty()) {
         return rawData;

@@ -50,6 +50,10 @@ public:
     int GetId() override;
     void SetId(int id) override;
     std::string GetData() override;
+    // The same text as GetData, without copying the raw text when one is set: a reference to
+    // it, or else to scratch, which then holds the written members. For the composer, which
+    // reads the data of a call twice and may be handed megabytes of it.
+    const std::string& DataText(std::string& scratch);
     std::string GetKey() override;
     std::map<std::string, std::string> GetHeaders() override;
     void SetUserInfo(std::string userInfo) override;

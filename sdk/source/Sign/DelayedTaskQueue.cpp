@@ -18,9 +18,11 @@ std::chrono::steady_clock::time_point DeadlineTimePoint(int64_t deadline) {
 }  // namespace
 
 DelayedTaskQueue& DelayedTaskQueue::Instance() {
-    // A static object: its destructor at module exit is the teardown that stops the thread.
-    static DelayedTaskQueue queue;
-    return queue;
+    // Never destroyed: a caller waiting on a traffic judgement may add or remove a task while
+    // the process exits, and a destroyed queue would be touched after its end. The thread runs
+    // until the process ends.
+    static DelayedTaskQueue* queue = new DelayedTaskQueue();
+    return *queue;
 }
 
 DelayedTaskQueue::DelayedTaskQueue() : thread([this] { Run(); }) {}

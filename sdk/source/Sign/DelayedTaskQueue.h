@@ -1,7 +1,7 @@
 // The timer thread that reports overlong waits of traffic judgements: tasks run once their
 // deadline on the steady clock has passed, earliest first. One process-wide queue is built on
-// first use and torn down when the module exits (its thread is stopped and joined, and tasks
-// still queued are dropped unrun). Any thread may add or remove tasks.
+// first use and never destroyed, since callers on detached threads may use it while the process
+// exits; its thread runs until the process ends. Any thread may add or remove tasks.
 #pragma once
 
 #include <condition_variable>
@@ -14,8 +14,8 @@
 
 class DelayedTaskQueue {
 public:
-    // The process-wide queue, built (and its thread started) on the first call; torn down at
-    // module exit by its static destructor.
+    // The process-wide queue, built (and its thread started) on the first call; never
+    // destroyed.
     static DelayedTaskQueue& Instance();
 
     // Starts the worker thread. Tests may build their own queue; the process uses Instance().

@@ -3,6 +3,7 @@
 #include <json/json.h>
 
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -36,9 +37,14 @@ constexpr uint32_t kMissingComponentCode = 16000;
 // The wide road's buffer holds at least this many wide characters.
 constexpr std::size_t kMinimumSignBuffer = 1024;
 
-// The closed library's version, read once in the life of the process.
+// The closed library's version, read once in the life of the process. Never destroyed: a
+// caller on a detached thread may read it while the process exits.
 quil::platform::OnceFlag kolvaVersionOnce;
-std::string kolvaVersion;  // written only inside kolvaVersionOnce, read after it
+// Written only inside kolvaVersionOnce, read after it.
+std::string& KolvaVersionText() {
+    static std::string* const text = new std::string();
+    return *text;
+}
 
 // The environment as the JSON road names it: production and pre-release both count as 0.
 int SignEnvironment(int32_t environment) { return (environment == 2 || environment == 3) ? 2 : 0; }
@@ -49,10 +55,15 @@ std::string CompactJson(const Json::Value& value) {
 }
 
 // True when text parses as a JSON object. Our own tasks and callback write these texts, so
-// anything else means the answer is unreadable.
+// anything else means the answer is unreadable. They carry the library's texts inside, so the
+// parser's throw (its nesting limit) is caught here too and means the same.
 bool ParseObject(const std::string& text, Json::Value* value) {
-    Json::Reader reader;
-    return reader.parse(text, *value, false) && value->isObject();
+    try {
+        Json::Reader reader;
+        return reader.parse(text, *value, false) && value->isObject();
+    } catch (const std::exception&) {
+        return false;
+    }
 }
 
 std::string MemberText(const Json::Value& object, const char* name) {
@@ -360,14 +371,14 @@ std::string QuilSignImpl::GetKolvaVersion() {
             int32_t length = 0;
             proxy->GetVersion(&text, &length);
             if (text != nullptr) {
-                kolvaVersion = text;
+                KolvaVersionText() = text;
                 proxy->FreeBuffer(text);
             }
         }
         QUIL_LOG_AS("GetKolvaVersion", QUIL_LOG_INFO, "get kolva version: %s",
-                    kolvaVersion.c_str());
+                    KolvaVersionText().c_str());
     });
-    return kolvaVersion;
+    return KolvaVersionText();
 }
 
 void __QuilSecurityTrafficFilterCallback(int mainAction, int subAction, const char* sequenceId,

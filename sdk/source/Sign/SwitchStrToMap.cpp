@@ -3,6 +3,7 @@
 #include <json/json.h>
 
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <utility>
 
@@ -60,10 +61,18 @@ std::size_t ValueEnd(const std::string& text, std::size_t at) {
     return i;
 }
 
-bool ParsePiece(const std::string& piece, Json::Value* value) {
-    Json::Reader reader;
-    return reader.parse(piece, *value, false);
+// The text comes from the closed library: the parser throws on it where it hits its nesting
+// limit, and that counts as text that does not parse.
+bool Parse(const std::string& text, Json::Value* value, bool collectComments) {
+    try {
+        Json::Reader reader;
+        return reader.parse(text, *value, collectComments);
+    } catch (const std::exception&) {
+        return false;
+    }
 }
+
+bool ParsePiece(const std::string& piece, Json::Value* value) { return Parse(piece, value, false); }
 
 // The text of the string literal over [at, end) when it holds no escape: the parser would give
 // exactly the bytes between the quotes, so the parse is skipped. False when it has an escape.
@@ -165,9 +174,8 @@ std::map<std::string, std::string> __SwitchStrToMap(std::string json) {
     if (ReadPlainObject(json, &result)) return result;
     result.clear();
     Json::Value root;
-    Json::Reader reader;
     // A top-level value that is not an object has no members to read: it counts as unreadable.
-    if (!reader.parse(json, root) || !root.isObject()) {
+    if (!Parse(json, &root, true) || !root.isObject()) {
         QUIL_LOG(QUIL_LOG_INFO, "__SwitchToMap json parse failed, data: %s", json.c_str());
         return result;
     }
