@@ -1,5 +1,5 @@
 // One answer of the gateway emulator as its endpoints decide it, before the HTTP server writes
-// it: status, header lines, body, a delay, or closing the connection without any answer.
+// it: status, header lines, body, a delay, raw bytes, or closing the connection unanswered.
 // A plain value.
 #pragma once
 
@@ -15,7 +15,10 @@ struct EmulatorAnswer {
     std::string body;
     int delayMs = 0;                  // wait this long before answering (or closing)
     bool closeWithoutAnswer = false;  // close the connection and write nothing
-    std::string code;                 // what the emulator meant, kept in the request record
+    // When not empty: these bytes are written as they stand, in place of an HTTP answer, and
+    // the connection is closed (malformed answers of the hostile mode).
+    std::string raw;
+    std::string code;  // what the emulator meant, kept in the request record
 };
 
 }  // namespace quil

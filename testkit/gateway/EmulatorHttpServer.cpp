@@ -185,7 +185,10 @@ void EmulatorHttpServer::Handle(const std::string& body, httplib::Response& resp
     if (answer.delayMs > 0) {
         WaitUnlessStopping(answer.delayMs);
     }
-    if (answer.closeWithoutAnswer) {
+    if (!answer.raw.empty()) {
+        context->stream->write(answer.raw.data(), answer.raw.size());
+    }
+    if (answer.closeWithoutAnswer || !answer.raw.empty()) {
         context->stream->Mute();
         context->closeNow = true;
         return;

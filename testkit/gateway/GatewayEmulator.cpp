@@ -86,16 +86,23 @@ uint64_t GatewayEmulator::AcceptedConnections() const {
     return acceptedBefore_ + (server_ != nullptr ? server_->AcceptedConnections() : 0);
 }
 
+void GatewayEmulator::SetHostile(const HostileOptions& options) {
+    if (server_ == nullptr) {
+        hostile_ = std::make_unique<HostileMode>(options);
+    }
+}
+
 EmulatorAnswer GatewayEmulator::Route(ReceivedRequest& request) const {
     if (request.path.compare(0, 4, "/gw/") == 0) {
         EmulatorAnswer answer = gateway_.Answer(request);
         if (settings_.GzipAnswers()) {
             GzipIfOffered(request, answer);
         }
-        return answer;
+        return hostile_ ? hostile_->AnswerGateway(request, std::move(answer)) : answer;
     }
     if (request.path == kDispatchPath) {
-        return dispatch_.Answer(request);
+        EmulatorAnswer answer = dispatch_.Answer(request);
+        return hostile_ ? hostile_->AnswerDispatch(std::move(answer)) : answer;
     }
     EmulatorAnswer notFound;
     notFound.status = 404;

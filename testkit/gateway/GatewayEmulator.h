@@ -16,6 +16,7 @@
 #include "GatewayEndpoint.h"
 #include "GatewayScenario.h"
 #include "GatewaySettings.h"
+#include "HostileMode.h"
 #include "ReceivedRequest.h"
 #include "RequestJournal.h"
 
@@ -71,6 +72,11 @@ public:
     bool LoadScenarioFile(const std::string& path, std::string* error);
     bool LoadScenarioText(const std::string& json, std::string* error);
 
+    // Turns the hostile mode on (see HostileMode.h): from the next request on, answers are
+    // chosen from options.seed. Call before Start; it stays on for the emulator's life.
+    void SetHostile(const HostileOptions& options);
+    bool IsHostile() const { return hostile_ != nullptr; }
+
     // Every request received, in order of arrival (the last journalLimit of them).
     std::vector<ReceivedRequest> Requests() const { return journal_.All(); }
     std::size_t RequestCount() const { return journal_.Count(); }
@@ -90,6 +96,7 @@ private:
     RequestJournal journal_;
     GatewayEndpoint gateway_;
     DispatchEndpoint dispatch_;
+    std::unique_ptr<HostileMode> hostile_;  // null unless SetHostile was called
     std::unique_ptr<EmulatorHttpServer> server_;
     uint64_t acceptedBefore_ = 0;  // connections of servers already stopped
     int port_ = 0;

@@ -17,7 +17,8 @@ void PrintUsage(std::ostream& out) {
     out << "usage: quilgate [--port N] [--appkey KEY] [--clock-offset SECONDS]\n"
            "                [--skew SECONDS] [--scenario FILE] [--session SID]...\n"
            "                [--need-session API]... [--echo-ombrel] [--no-verify] [--gzip]\n"
-           "                [--dns HOST=IP[,IP...]]...\n"
+           "                [--dns HOST=IP[,IP...]]... [--hostile SEED]\n"
+           "                [--hostile-slow MS] [--hostile-normal PERCENT]\n"
            "Serves \"/gw/<api>/<version>/\" and \"/zent/mobileDispatch\" on 127.0.0.1, prints\n"
            "\"quilgate listening on http://127.0.0.1:PORT\", and serves until SIGINT or SIGTERM.\n"
            "Request bodies up to 32 MiB are taken; a longer one is answered 413.\n"
@@ -41,6 +42,12 @@ void PrintUsage(std::ostream& out) {
            "                           as a front server with gzip on does\n"
            "  --dns HOST=IP[,IP...]    an entry the dispatch service answers for HOST\n"
            "                           (repeatable)\n"
+           "  --hostile SEED           answer badly on purpose, in the order SEED gives (odd\n"
+           "                           statuses, broken bodies and headers, drops, slow and\n"
+           "                           expired answers, dispatch answers of every kind)\n"
+           "  --hostile-slow MS        how long a slow hostile answer takes (default 3000)\n"
+           "  --hostile-normal PERCENT share of calls answered normally in hostile mode\n"
+           "                           (default 30)\n"
            "  --help                   this text, on standard output\n"
            "Exit status: 0 after a stop signal or --help, 1 when the port cannot be had, 2 for a\n"
            "bad flag, value or scenario file.\n";
@@ -80,6 +87,8 @@ int main(int argc, char** argv) {
     quil::GatewayEmulatorOptions options;
     long long port = 0;
     std::string scenarioPath;
+    bool hostile = false;
+    quil::HostileOptions hostileOptions;
     for (int i = 1; i < argc; ++i) {
         const std::string flag = argv[i];
         const bool hasValue = i + 1 < argc;
@@ -107,6 +116,18 @@ int main(int argc, char** argv) {
             ++i;
         } else if (flag == "--skew" && ParseInteger(argv[i + 1], &number) && number >= 0) {
             options.skewSeconds = number;
+            ++i;
+        } else if (flag == "--hostile" && ParseInteger(argv[i + 1], &number)) {
+            hostile = true;
+            hostileOptions.seed = static_cast<uint64_t>(number);
+            ++i;
+        } else if (flag == "--hostile-slow" && ParseInteger(argv[i + 1], &number) && number >= 0 &&
+                   number <= 600000) {
+            hostileOptions.slowMs = static_cast<int>(number);
+            ++i;
+        } else if (flag == "--hostile-normal" && ParseInteger(argv[i + 1], &number) &&
+                   number >= 0 && number <= 100) {
+            hostileOptions.normalPercent = static_cast<int>(number);
             ++i;
         } else if (flag == "--scenario") {
             scenarioPath = argv[++i];
@@ -142,6 +163,9 @@ int main(int argc, char** argv) {
             std::cerr << "quilgate: scenario " << scenarioPath << ": " << error << "\n";
             return 2;
         }
+    }
+    if (hostile) {
+        emulator.SetHostile(hostileOptions);
     }
     if (!emulator.Start(static_cast<int>(port))) {
         std::cerr << "quilgate: cannot listen on 127.0.0.1:" << port << "\n";

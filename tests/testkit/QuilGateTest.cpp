@@ -216,10 +216,21 @@ TEST(QuilGate, HelpSaysWhatEachFlagDoesOnStandardOutput) {
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.front().rfind("usage: quilgate ", 0), 0u);
     EXPECT_EQ(lines.back(), "bad flag, value or scenario file.");
-    const std::vector<std::string> flags = {
-        "--port N",        "--appkey KEY",  "--clock-offset SECONDS", "--skew SECONDS",
-        "--scenario FILE", "--session SID", "--need-session API",     "--echo-ombrel",
-        "--no-verify",     "--gzip",        "--dns HOST=IP[,IP...]",  "--help"};
+    const std::vector<std::string> flags = {"--port N",
+                                            "--appkey KEY",
+                                            "--clock-offset SECONDS",
+                                            "--skew SECONDS",
+                                            "--scenario FILE",
+                                            "--session SID",
+                                            "--need-session API",
+                                            "--echo-ombrel",
+                                            "--no-verify",
+                                            "--gzip",
+                                            "--dns HOST=IP[,IP...]",
+                                            "--help",
+                                            "--hostile SEED",
+                                            "--hostile-slow MS",
+                                            "--hostile-normal PERCENT"};
     for (const std::string& flag : flags) {
         bool described = false;
         for (const std::string& line : lines) {
@@ -236,6 +247,39 @@ TEST(QuilGate, HelpSaysWhatEachFlagDoesOnStandardOutput) {
                   "Request bodies up to 32 MiB are taken; a longer one is answered 413.") !=
         lines.end();
     EXPECT_TRUE(mentionsTheLimit);
+}
+
+}  // namespace
+}  // namespace quil
+
+namespace quil {
+namespace {
+
+TEST(QuilGate, HostileFlagsTurnTheHostileModeOnAndBadValuesAreRefused) {
+    QuilGateProcess calm({"--hostile", "5", "--hostile-normal", "100"});
+    ASSERT_TRUE(calm.Started());
+    const int calmPort = PortOf(calm.ReadLine());
+    ASSERT_GT(calmPort, 0);
+    test::RawHttpResponse response;
+    ASSERT_TRUE(test::RoundTrip(calmPort, Wire(""), &response));
+    EXPECT_NE(response.body.find("SUCCESS::call succeeded"), std::string::npos);
+    EXPECT_EQ(calm.StopWith(SIGTERM), 0);
+
+    // No normal share: the answer is a bad one (often no valid answer), and it is counted.
+    QuilGateProcess hostile({"--hostile", "5", "--hostile-normal", "0", "--hostile-slow", "10"});
+    ASSERT_TRUE(hostile.Started());
+    const int port = PortOf(hostile.ReadLine());
+    ASSERT_GT(port, 0);
+    test::RawHttpConnection connection;
+    ASSERT_TRUE(connection.Connect(port));
+    ASSERT_TRUE(connection.Send(Wire("")));
+    connection.ReadResponse(&response, 5000);
+    EXPECT_EQ(hostile.StopWith(SIGTERM), 0);
+    EXPECT_EQ(hostile.ReadLine(), "quilgate stopped after 1 requests on 1 connections");
+
+    QuilGateProcess bad({"--hostile-normal", "101"});
+    ASSERT_TRUE(bad.Started());
+    EXPECT_EQ(bad.StopWith(0), 2);
 }
 
 }  // namespace
