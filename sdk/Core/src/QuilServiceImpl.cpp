@@ -14,6 +14,7 @@
 #include "QuilResponseAssembler.h"
 #include "QuilResponseImpl.h"
 #include "QuilSignImpl.h"
+#include "SignBridgeStart.h"
 #include "StartUseTime.h"
 #include "UTDataSet.h"
 
@@ -54,6 +55,7 @@ QuilServiceImpl* QuilServiceImpl::Build() {
     impl->config = QuilConfig::GetInstance();
     impl->networkManager = NetworkManager::GetInstance();
     PipelineReentry::Register(impl, impl);
+    SignBridgeStart::Register(impl);
     return impl;
 }
 

@@ -23,6 +23,7 @@
 #include "IPipelineReentry.h"
 #include "IQuilSign.h"
 #include "IServerClock.h"
+#include "ISignBridgeStarter.h"
 #include "InFlightCalls.h"
 #include "NetworkManager.h"
 #include "QuilConfig.h"
@@ -32,7 +33,10 @@
 
 class MetricsEntity;
 
-class QuilServiceImpl : public QuilService, public IPipelineReentry, public IServerClock {
+class QuilServiceImpl : public QuilService,
+                        public IPipelineReentry,
+                        public IServerClock,
+                        public ISignBridgeStarter {
 public:
     // What distinguishes the two roads in the steps they share: the word that opens their log
     // lines, the function those lines name, and whether a before chain may park the request.
@@ -97,7 +101,7 @@ public:
     // The next request id; the first is 1.
     int IssueId();
     // Starts the signing bridge, exactly once per process; every other caller waits for it.
-    void LazyStart();
+    void LazyStart() override;
     // Opens and closes the request's metrics entity (see CallMetrics).
     void OpenMetrics(QuilRequestImpl* request);
     void CloseMetrics(QuilRequestImpl* request, QuilResponse* response);

@@ -9,8 +9,8 @@
 #include "Platform.h"
 #include "QuilConfig.h"
 #include "QuilLogger.h"
-#include "QuilServiceImpl.h"
 #include "QuilSignImpl.h"
+#include "SignBridgeStart.h"
 #include "ThreadPool.h"
 #include "ZentAnswerCheck.h"
 #include "ZentBodyParser.h"
@@ -199,7 +199,7 @@ void ZentDispatcher::Exchange(const std::string& domain) {
 
     const std::string text = Base64DecodeBody(response);
 
-    static_cast<QuilServiceImpl*>(QuilService::GetInstance())->LazyStart();
+    SignBridgeStart::Start();
     IQuilSign* sign = SignImpl();
     if (sign == nullptr) {
         QUIL_LOG_AS("ZentRequest", QUIL_LOG_FATAL, "ZENT request failed, signImpl is null");
