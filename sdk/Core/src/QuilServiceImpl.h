@@ -31,7 +31,7 @@
 #include "QuilService.h"
 #include "ThreadPool.h"
 
-class MetricsEntity;
+struct MetricsEntity;
 
 class QuilServiceImpl : public QuilService,
                         public IPipelineReentry,
