@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -217,4 +218,49 @@ TEST_F(TimeCalibrationAfterFilterTest, OnTheAsynchronousRoadOneCallbackComesAfte
     // The new pass resumed after "b_ut".
     EXPECT_TRUE(log().Has("request: 1 skip before filter: b_ut", QUIL_LOG_WARN));
     EXPECT_EQ(ServiceTestHost::Statistics().LastPerformanceReport().dimensions["retryTime"], "1");
+}
+
+// A server time at the edge of the type: strtoll holds "99999999999999999999" at the 64-bit
+// maximum, and the offset and the next "x-t" stop there instead of overflowing.
+TEST_F(TimeCalibrationAfterFilterTest, AServerTimeBeyondTheRangeHoldsTheNextTimestampAtTheLimit) {
+    client().Enqueue(Expired("x-systime: 99999999999999999999\r\n"));
+    client().Enqueue(ServiceTestHost::GatewayAnswer());
+    const int64_t before = quil::platform::WallClockSeconds();
+    std::unique_ptr<QuilResponse> response(service->SendSyncRequest(NewRequest()));
+    const int64_t after = quil::platform::WallClockSeconds();
+    ASSERT_NE(response, nullptr);
+    EXPECT_TRUE(response->IsSuccess());
+    EXPECT_TRUE(service->timeCalibrated.load());
+    const int64_t offset = service->timeOffset.load();
+    EXPECT_GE(offset, std::numeric_limits<int64_t>::max() - after);
+    EXPECT_LE(offset, std::numeric_limits<int64_t>::max() - before);
+    std::vector<RecordedRequest> sent = client().Requests();
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(Timestamp(sent[1]), std::numeric_limits<int64_t>::max());
+}
+
+TEST_F(TimeCalibrationAfterFilterTest, TheLowestServerTimeHoldsTheOffsetAtTheLimit) {
+    client().Enqueue(Expired("x-systime: -9223372036854775808\r\n"));
+    client().Enqueue(ServiceTestHost::GatewayAnswer());
+    std::unique_ptr<QuilResponse> response(service->SendSyncRequest(NewRequest()));
+    ASSERT_NE(response, nullptr);
+    EXPECT_TRUE(response->IsSuccess());
+    EXPECT_EQ(service->timeOffset.load(), std::numeric_limits<int64_t>::min());
+    std::vector<RecordedRequest> sent = client().Requests();
+    ASSERT_EQ(sent.size(), 2u);
+    // The local clock added to the lowest offset: defined, and far in the past.
+    EXPECT_LT(Timestamp(sent[1]), std::numeric_limits<int64_t>::min() + 4102444800LL);
+}
+
+// The offset a server at the maximum teaches, read a second or more later: the clock has moved
+// on, and the sum would pass the maximum.
+TEST_F(TimeCalibrationAfterFilterTest, AnOffsetAtTheLimitHoldsTheTimestampThere) {
+    service->Calibrate(std::numeric_limits<int64_t>::max());
+    client().Enqueue(ServiceTestHost::GatewayAnswer());
+    std::unique_ptr<QuilResponse> response(service->SendSyncRequest(NewRequest()));
+    ASSERT_NE(response, nullptr);
+    EXPECT_TRUE(response->IsSuccess());
+    std::vector<RecordedRequest> sent = client().Requests();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(Timestamp(sent[0]), std::numeric_limits<int64_t>::max());
 }

@@ -14,6 +14,7 @@
 #include "QuilResponseAssembler.h"
 #include "QuilResponseImpl.h"
 #include "QuilSignImpl.h"
+#include "SaturatingArithmetic.h"
 #include "SignBridgeStart.h"
 #include "StartUseTime.h"
 #include "UTDataSet.h"
@@ -257,7 +258,8 @@ QuilResponse* QuilServiceImpl::SignRequest(QuilRequestImpl* request, const Road&
 void QuilServiceImpl::SetRequestTimestamp(QuilRequestImpl* request) {
     int64_t timestamp = quil::platform::WallClockSeconds();
     if (timeCalibrated.load()) {
-        timestamp += timeOffset.load();
+        // The offset comes from a server's text and can be as large as the type allows.
+        timestamp = SaturatingArithmetic::Add(timestamp, timeOffset.load());
     }
     request->SetTimestamp(timestamp);
 }

@@ -1,11 +1,10 @@
 #include "ThresholdBeforeFilter.h"
 
-#include <limits>
-
 #include "Platform.h"
 #include "QuilLogger.h"
 #include "QuilRequestImpl.h"
 #include "QuilResponseImpl.h"
+#include "SaturatingArithmetic.h"
 
 namespace {
 
@@ -30,13 +29,7 @@ std::string ThresholdBeforeFilter::Key(const std::string& api, const std::string
 int64_t ThresholdBeforeFilter::EndTime(int64_t now, int seconds) {
     // int64_t on every platform: a long of 32 bits would wrap after about two seconds.
     const int64_t span = static_cast<int64_t>(seconds) * kNanosecondsPerSecond;
-    if (span > 0 && now > std::numeric_limits<int64_t>::max() - span) {
-        return std::numeric_limits<int64_t>::max();
-    }
-    if (span < 0 && now < std::numeric_limits<int64_t>::min() - span) {
-        return std::numeric_limits<int64_t>::min();
-    }
-    return now + span;
+    return SaturatingArithmetic::Add(now, span);
 }
 
 void ThresholdBeforeFilter::HandleRequest(QuilRequest* request, FilterResult* result) {

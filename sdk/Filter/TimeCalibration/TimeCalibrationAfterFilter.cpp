@@ -7,6 +7,7 @@
 #include "Platform.h"
 #include "QuilLogger.h"
 #include "QuilRequestImpl.h"
+#include "SaturatingArithmetic.h"
 
 const char* TimeCalibrationAfterFilter::GetName() { return "a_time_calibration"; }
 
@@ -25,7 +26,9 @@ void TimeCalibrationAfterFilter::HandleResponse(QuilRequest* request, QuilRespon
     // so that later requests profit.
     const std::string sysTime = response->GetSysTime();
     const int64_t serverSeconds = std::strtoll(sysTime.c_str(), nullptr, 10);
-    PipelineReentry::Clock()->Calibrate(serverSeconds - quil::platform::WallClockSeconds());
+    // strtoll saturates at the 64-bit limits; the difference is held there as well.
+    PipelineReentry::Clock()->Calibrate(
+        SaturatingArithmetic::Subtract(serverSeconds, quil::platform::WallClockSeconds()));
 
     QuilRequestImpl* impl = dynamic_cast<QuilRequestImpl*>(request);
     if (impl == nullptr) {
