@@ -79,6 +79,8 @@ TEST(BaseHeaderBuilder, EveryOptionalLineStandsAtItsPlace) {
                                                        "x-features:27",
                                                        "x-kv-version:1.0",
                                                        BaseHeaderBuilder::kContentTypeLine}));
+    // The composer reserves room for this many lines ahead.
+    EXPECT_EQ(Build(fields).size(), BaseHeaderBuilder::kMostLines);
 }
 
 TEST(BaseHeaderBuilder, ALocationNeedsBothHalves) {
