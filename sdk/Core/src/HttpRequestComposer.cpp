@@ -1,7 +1,6 @@
 #include "HttpRequestComposer.h"
 
-#include <cinttypes>
-#include <cstdio>
+#include <charconv>
 #include <memory>
 
 #include "BaseHeaderBuilder.h"
@@ -16,10 +15,11 @@
 
 namespace {
 
+// The digits of value as "%" PRId64 writes them, without the cost of a formatted print.
 std::string Decimal(int64_t value) {
-    char text[32];
-    std::snprintf(text, sizeof(text), "%" PRId64, value);
-    return text;
+    char text[24];
+    const std::to_chars_result end = std::to_chars(text, text + sizeof(text), value);
+    return std::string(text, end.ptr);
 }
 
 // The gateway knows these three network types; anything else is not reported at all.
