@@ -20,6 +20,8 @@
 //   "traffic.paramIsContent"  the verdict's parameter is the judged content (one per caller)
 //   "traffic.isAsync", "traffic.errorCode"       ProcessContent's out values
 //   "traffic.registerResult" (1 after Reset), "traffic.registerOut"   RegisterWebBrowserProxy
+//   "records.off"             no record below is kept (counters still count): for a host that
+//                             runs for long, whose heap would otherwise grow with every call
 // Text controls (SetText, null unsets): "traffic.param" (the verdict's parameter),
 //   "traffic.cookies", "traffic.version" (unset: GetCookies / GetVersion give nothing),
 //   "path.directory" (answer this directory instead of the module's own), "jsonSign.answer"

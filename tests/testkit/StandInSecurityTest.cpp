@@ -76,6 +76,23 @@ TEST_F(StandIn, JsonRoadAnswersAKeyedSignatureOfTheData) {
     EXPECT_EQ(control.Count("jsonSign.free"), 1);
 }
 
+TEST_F(StandIn, RecordsCanBeTurnedOffWhileCountersGoOn) {
+    control.SetInt("records.off", 1);
+    const std::string line =
+        R"({"api":"quil.test.api","appkey":"12345","authCode":"","data":"a","env":2})";
+    uint32_t code = 99;
+    const char* answer = json.proxy->Sign(line.c_str(), &code);
+    ASSERT_NE(answer, nullptr);
+    json.proxy->Free(answer);
+    EXPECT_TRUE(control.Texts("jsonSign.input").empty());
+    EXPECT_EQ(control.Count("jsonSign.sign"), 1);
+    control.SetInt("records.off", 0);
+    answer = json.proxy->Sign(line.c_str(), &code);
+    ASSERT_NE(answer, nullptr);
+    json.proxy->Free(answer);
+    EXPECT_EQ(control.Texts("jsonSign.input"), (std::vector<std::string>{line}));
+}
+
 TEST_F(StandIn, JsonRoadFailsWithTheGivenCodeOrAnswersEmpty) {
     control.SetInt("jsonSign.fail", 1);
     control.SetInt("jsonSign.code", 16001);

@@ -263,3 +263,43 @@ TEST(AsyncCallConcurrency, PassesHandedOnByFiltersStillEndExactlyOnce) {
     service->filterManager = FilterManager::GetInstance();
     QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
 }
+
+namespace {
+
+// A host that polls IsCancelled on one thread while another thread cancels the call: the flag
+// is written by CancelCall and read by the host with no lock between them.
+TEST(AsyncCallConcurrency, AHostPollingIsCancelledSeesAConcurrentCancel) {
+    QuilServiceImpl* service = ServiceTestHost::Install();
+    QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
+    ServiceTestHost::Client().SetDefault(
+        ServiceTestHost::GatewayAnswer("SUCCESS::ok", "x-retcode: SUCCESS\r\n"));
+    NetworkPoolBarrier barrier(&ServiceTestHost::Client());
+    QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
+    ServiceTestHost::Client().CloseGate();
+
+    Outcomes outcomes;
+    QuilRequestImpl* request = new QuilRequestImpl("quil.cancel.poll", "1.0");
+    request->SetCallback(&Outcomes::Callback);
+    request->SetUserData(&outcomes);
+    ASSERT_EQ(service->SendAsyncRequest(request), 0);
+    ASSERT_TRUE(ServiceTestHost::Client().WaitForSends(1));
+
+    std::atomic<bool> seen{false};
+    std::thread poller([&] {
+        seen.store(quil::test::WaitUntil([&] { return request->IsCancelled(); },
+                                         std::chrono::seconds(10)));
+    });
+    std::thread canceller([&] { service->CancelCall(request); });
+    canceller.join();
+    poller.join();
+    EXPECT_TRUE(seen.load());
+
+    ServiceTestHost::Client().OpenGate();
+    ASSERT_TRUE(barrier.Drain());
+    // Withdrawn, no callback came, and the answer that came late found no entry; nothing of
+    // the library holds the request any more, so the test frees it.
+    EXPECT_EQ(outcomes.ended.load(), 0);
+    delete request;
+}
+
+}  // namespace

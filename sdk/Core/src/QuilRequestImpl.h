@@ -5,6 +5,7 @@
 
 #include <json/json.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -103,8 +104,8 @@ public:
     std::string networkType;
     std::string spareText;
     int32_t httpId = -1;
-    bool cancelled = false;
-    int32_t id = -1;  // issued by the service
+    std::atomic<bool> cancelled{false};  // a host may read it while CancelCall writes it
+    int32_t id = -1;                     // issued by the service
     bool isSSL = false;
     std::string sign;
     std::map<std::string, std::string> signHeaders;
