@@ -79,6 +79,19 @@ TEST(SwitchStrToMap, AnObjectWithACommentIsStillRead) {
     EXPECT_EQ(__SwitchStrToMap("{ /* note */ \"a\":\"1\"}"), (Map{{"a", "1"}}));
 }
 
+// A comment that starts right after a bare value: the value's text would run on to the next
+// comma, inside the comment, so the text is read as the parser reads it, and every entry is a
+// member the parser found (the parser takes the token after a comment for the comma, and the
+// "}" behind it for the end). Found by fuzzing.
+TEST(SwitchStrToMap, ACommentBehindABareValueIsReadAsTheParserReadsIt) {
+    const std::string text =
+        std::string("{\"0\":{\":\":[]},\"\":null//,\"\":true,\"d//\n{}\":null,\"a") + '\0' +
+        "a\":{},\"d\":null,\"Y\":true,\"d\":null,\"\":\"\"\n}{}";
+    EXPECT_EQ(__SwitchStrToMap(text), (Map{{"", ""}, {"0", "{\":\":[]}"}}));
+    EXPECT_EQ(__SwitchStrToMap("{\"a\":1// \"b\":\"2\"\n,\"c\":\"3\"}"),
+              (Map{{"a", "1"}, {"c", "3"}}));
+}
+
 // Nesting deep enough to make the reader give up by throwing counts as text that does not
 // parse, in a member's value and at the top.
 TEST(SwitchStrToMap, DeepNestingIsUnreadableAndNeverThrows) {
