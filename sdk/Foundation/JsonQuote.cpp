@@ -6,8 +6,17 @@
 
 namespace {
 
-// Printable ASCII other than the quote and the backslash: the writers copy it as it is.
-bool Plain(unsigned char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; }
+// Printable ASCII other than the quote and the backslash: the writers copy it as it is. A
+// table, because the sign line and its answer pass through here byte by byte on every call.
+struct PlainTable {
+    bool plain[256];
+    constexpr PlainTable() : plain() {
+        for (int c = 0x20; c < 0x7F; ++c) plain[c] = c != '"' && c != '\\';
+    }
+};
+constexpr PlainTable kPlain;
+
+bool Plain(unsigned char c) { return kPlain.plain[c]; }
 
 }  // namespace
 

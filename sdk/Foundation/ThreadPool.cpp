@@ -15,7 +15,7 @@ void ThreadPool::WorkerEntry(void* pool) { static_cast<ThreadPool*>(pool)->Worke
 ThreadPool::ThreadPool(uint32_t minThreads, uint32_t maxThreads)
     : minThreads_(minThreads),
       maxThreads_(std::max(minThreads, maxThreads) == 0 ? 1u : std::max(minThreads, maxThreads)),
-      semaphore_(new ThreadPoolSemaphore()) {
+      semaphore_(std::make_shared<ThreadPoolSemaphore>()) {
     g_livePools.fetch_add(1);
 }
 
@@ -28,16 +28,23 @@ ThreadPool::~ThreadPool() {
 }
 
 void ThreadPool::AddTask(std::function<void()> function, std::string name) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (state_ != Running) return;
-    tasks_.push_back(ThreadPoolTask{std::move(function), std::move(name)});
-    const bool belowMinimum = threadCount_ < minThreads_;
-    const bool queueOutgrowsIdle = threadCount_ - busyCount_ < tasks_.size();
-    if (belowMinimum || (queueOutgrowsIdle && threadCount_ < maxThreads_)) {
-        // Throws std::system_error with the task queued and no token posted for it.
-        StartWorker();
+    std::shared_ptr<ThreadPoolSemaphore> semaphore;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (state_ != Running) return;
+        tasks_.push_back(ThreadPoolTask{std::move(function), std::move(name)});
+        const bool belowMinimum = threadCount_ < minThreads_;
+        const bool queueOutgrowsIdle = threadCount_ - busyCount_ < tasks_.size();
+        if (belowMinimum || (queueOutgrowsIdle && threadCount_ < maxThreads_)) {
+            // Throws std::system_error with the task queued and no token posted for it.
+            StartWorker();
+        }
+        semaphore = semaphore_;
     }
-    semaphore_->Post();
+    // Posted with the pool's mutex free: the woken worker's first step is to take it. A worker
+    // that finds the task before its token came takes the token later as one without a task,
+    // as after CancelTask.
+    semaphore->Post();
 }
 
 void ThreadPool::StartWorker() {

@@ -77,6 +77,8 @@ private:
     bool destructionClaimed_ = false;
     // Broadcast when the pool becomes Stopped; nothing waits on it.
     std::condition_variable stoppedCondition_;
-    std::unique_ptr<ThreadPoolSemaphore> semaphore_;
+    // Shared with an AddTask in progress, which posts after mutex_ is free (a worker woken
+    // while the poster still held it would only block on it) and may outlive the pool.
+    std::shared_ptr<ThreadPoolSemaphore> semaphore_;
     std::list<ThreadPoolTask> tasks_;
 };

@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+#include "WordWait.h"
+
 void ThreadPoolSemaphore::Post() {
     bool wake = false;
     {
@@ -9,31 +11,44 @@ void ThreadPoolSemaphore::Post() {
         ++count_;
         if (count_ <= 0) {
             ++wakeups_;
+            wakeWord_.fetch_add(1);
             wake = true;
         }
     }
-    // Woken with the mutex free, so the waiter does not wake only to block on it. The pool
-    // posts under its own mutex, which keeps the pool, and this semaphore, alive meanwhile.
-    if (wake) condition_.notify_one();
+    // Woken with the mutex free, so the waiter does not wake only to block on it. The poster
+    // keeps this semaphore alive meanwhile.
+    if (wake) quil::platform::WakeWord(wakeWord_, false);
 }
 
 bool ThreadPoolSemaphore::Wait(uint32_t timeoutSeconds) {
     std::unique_lock<std::mutex> lock(mutex_);
     --count_;
     if (count_ >= 0) return false;
-    auto woken = [this] { return wakeups_ > 0; };
-    if (timeoutSeconds == 0) {
-        condition_.wait(lock, woken);
-        --wakeups_;
-        return false;
+    // One deadline for the whole wait: a spurious wake-up sleeps again for the time that is
+    // left. Waiting on the handed-out wakeups rather than on any wake keeps a spurious wake-up
+    // from costing a token.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
+    for (;;) {
+        if (wakeups_ > 0) {
+            --wakeups_;
+            return false;
+        }
+        int64_t left = -1;
+        if (timeoutSeconds != 0) {
+            left = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                       deadline - std::chrono::steady_clock::now())
+                       .count();
+            if (left <= 0) {
+                // Nobody posted for us: give the token we reserved back.
+                ++count_;
+                return true;
+            }
+        }
+        const uint32_t seen = wakeWord_.load();
+        lock.unlock();
+        quil::platform::WaitOnWord(wakeWord_, seen, left);
+        lock.lock();
     }
-    if (condition_.wait_for(lock, std::chrono::seconds(timeoutSeconds), woken)) {
-        --wakeups_;
-        return false;
-    }
-    // Nobody posted for us: give the token we reserved back.
-    ++count_;
-    return true;
 }
 
 int32_t ThreadPoolSemaphore::Count() const {
@@ -42,6 +57,9 @@ int32_t ThreadPoolSemaphore::Count() const {
 }
 
 void ThreadPoolSemaphore::WakeWaitersForTesting() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    condition_.notify_all();
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        wakeWord_.fetch_add(1);
+    }
+    quil::platform::WakeWord(wakeWord_, true);
 }

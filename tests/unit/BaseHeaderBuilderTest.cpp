@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -79,6 +83,8 @@ TEST(BaseHeaderBuilder, EveryOptionalLineStandsAtItsPlace) {
                                                        "x-features:27",
                                                        "x-kv-version:1.0",
                                                        BaseHeaderBuilder::kContentTypeLine}));
+    // The composer reserves room for this many lines ahead.
+    EXPECT_EQ(Build(fields).size(), BaseHeaderBuilder::kMostLines);
 }
 
 TEST(BaseHeaderBuilder, ALocationNeedsBothHalves) {
@@ -100,6 +106,22 @@ TEST(BaseHeaderBuilder, AnUnsetTimestampIsWrittenAsMinusOne) {
     BaseHeaderBuilder::Fields fields = Minimal();
     fields.timestamp = -1;
     EXPECT_EQ(Build(fields)[5], "x-t:-1");
+}
+
+TEST(BaseHeaderBuilder, TimestampsAndFeaturesAtThe64BitLimitsAreWrittenAsPrintfWritesThem) {
+    for (const int64_t value : {std::numeric_limits<int64_t>::min(), int64_t{-1}, int64_t{0},
+                                int64_t{1700000000}, std::numeric_limits<int64_t>::max()}) {
+        char printed[32];
+        std::snprintf(printed, sizeof(printed), "%" PRId64, value);
+        BaseHeaderBuilder::Fields fields = Minimal();
+        fields.timestamp = value;
+        fields.features = value;
+        const std::vector<std::string> lines = Build(fields);
+        EXPECT_EQ(lines[5], std::string("x-t:") + printed);
+        if (value > 0) {
+            EXPECT_EQ(lines[8], std::string("x-features:") + printed);
+        }
+    }
 }
 
 TEST(BaseHeaderBuilder, LinesAreAppendedBehindWhatIsThere) {

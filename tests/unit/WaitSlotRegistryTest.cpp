@@ -87,10 +87,7 @@ TEST(WaitSlotRegistry, ASpuriousWakeUpDoesNotEndTheWait) {
     });
     // Wake the waiter many times without a post; each wake-up must send it back to waiting.
     for (int i = 0; i < 2000 && !returned; ++i) {
-        {
-            std::lock_guard<std::mutex> lock(slot->mutex);
-            slot->condition.notify_all();
-        }
+        WaitSlotRegistry::WakeSpuriouslyForTesting(slot);
         std::this_thread::yield();
     }
     EXPECT_FALSE(returned);
@@ -108,10 +105,7 @@ TEST(WaitSlotRegistry, AnUnlimitedWaitEndsWithThePostAndNotBefore) {
         returned = true;
     });
     for (int i = 0; i < 2000 && !returned; ++i) {
-        {
-            std::lock_guard<std::mutex> lock(slot->mutex);
-            slot->condition.notify_all();
-        }
+        WaitSlotRegistry::WakeSpuriouslyForTesting(slot);
         std::this_thread::yield();
     }
     EXPECT_FALSE(returned);

@@ -3,6 +3,7 @@
 // Stateless; any thread may call it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -41,6 +42,9 @@ public:
     // The content type line, the only one with a blank after its colon.
     static constexpr const char* kContentTypeLine =
         "Content-Type: application/x-www-form-urlencoded;charset=utf-8";
+
+    // The most lines Build appends.
+    static constexpr std::size_t kMostLines = 25;
 
     // Appends the base lines for fields to out. Values are URL-encoded, the host is not.
     static void Build(std::vector<std::string>& out, const Fields& fields);

@@ -1,7 +1,6 @@
 #include "HttpRequestComposer.h"
 
-#include <cinttypes>
-#include <cstdio>
+#include <charconv>
 #include <memory>
 
 #include "BaseHeaderBuilder.h"
@@ -16,10 +15,11 @@
 
 namespace {
 
+// The digits of value as "%" PRId64 writes them, without the cost of a formatted print.
 std::string Decimal(int64_t value) {
-    char text[32];
-    std::snprintf(text, sizeof(text), "%" PRId64, value);
-    return text;
+    char text[24];
+    const std::to_chars_result end = std::to_chars(text, text + sizeof(text), value);
+    return std::string(text, end.ptr);
 }
 
 // The gateway knows these three network types; anything else is not reported at all.
@@ -123,12 +123,26 @@ void HttpRequestComposer::GetHttpRequestHeader(std::vector<std::string>& out,
     fields.appKey = config->appKey;
     fields.features = config->features;
     if (sign != nullptr) fields.kolvaVersion = sign->GetKolvaVersion();
+    const std::map<std::string, std::string>& headers = request->headers;
+    // Room for every line, the cookie's included, so the vector never moves its lines.
+    out.reserve(out.size() + BaseHeaderBuilder::kMostLines + headers.size() +
+                request->signHeaders.size() + 1);
     BaseHeaderBuilder::Build(out, fields);
 
-    const std::map<std::string, std::string>& headers = request->headers;
-    for (const auto& entry : headers) out.push_back(entry.first + ":" + entry.second);
+    // Each line is built in one string of its final room: one allocation a line.
+    for (const auto& entry : headers) {
+        std::string line;
+        line.reserve(entry.first.size() + 1 + entry.second.size());
+        line.append(entry.first).push_back(':');
+        line.append(entry.second);
+        out.push_back(std::move(line));
+    }
     for (const auto& entry : request->signHeaders) {
-        out.push_back(entry.first + ":" + UrlEncode(entry.second));
+        std::string line;
+        line.reserve(entry.first.size() + 1 + entry.second.size() * 3);
+        line.append(entry.first).push_back(':');
+        UrlEncodeAppend(line, entry.second);
+        out.push_back(std::move(line));
     }
 
     IQuilCookieStorage* storage = config->cookieStorage.load();

@@ -29,10 +29,19 @@ public:
     static constexpr int kBufferSize = 4096;
 };
 
-// One log line from the current function: QUIL_LOG(QUIL_LOG_INFO, "sent %s", url).
-#define QUIL_LOG(level, ...) QuilLogger::Write((level), __FILE__, __func__, __LINE__, __VA_ARGS__)
+// One log line from the current function: QUIL_LOG(QUIL_LOG_INFO, "sent %s", url). A line
+// nobody receives costs the level check alone: its arguments are not even evaluated, and the
+// variadic call is not made (a call passes through here about twenty times).
+#define QUIL_LOG(level, ...)                                                       \
+    do {                                                                           \
+        if (QuilLogger::IsEnabled(level))                                          \
+            QuilLogger::Write((level), __FILE__, __func__, __LINE__, __VA_ARGS__); \
+    } while (0)
 
 // One log line that names its function explicitly, for lines the gateway team reads by the
 // name of the operation rather than the helper that writes them.
-#define QUIL_LOG_AS(function, level, ...) \
-    QuilLogger::Write((level), __FILE__, (function), __LINE__, __VA_ARGS__)
+#define QUIL_LOG_AS(function, level, ...)                                            \
+    do {                                                                             \
+        if (QuilLogger::IsEnabled(level))                                            \
+            QuilLogger::Write((level), __FILE__, (function), __LINE__, __VA_ARGS__); \
+    } while (0)

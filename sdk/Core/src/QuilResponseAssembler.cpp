@@ -9,6 +9,7 @@
 #include "QuilResponseImpl.h"
 #include "ResponseBodyParser.h"
 #include "ResponseHeaderParser.h"
+#include "SpareJsonReader.h"
 #include "StatisticsSlot.h"
 #include "UTDataSet.h"
 
@@ -20,10 +21,9 @@ QuilResponse* QuilResponseAssembler::GetQuilResponse(HttpResponse* http, QuilReq
     response->body.assign(http->body.data(), http->body.size());
     bool parserThrew = false;
     try {
-        Json::Reader reader;
         // The result is ignored: a body that is not JSON stays as far as the parser got.
-        reader.parse(response->body.data(), response->body.data() + response->body.size(),
-                     response->bodyJson);
+        SpareJsonReader::Parse(response->body.data(), response->body.data() + response->body.size(),
+                               response->bodyJson);
     } catch (const std::exception&) {
         // Only the parser's nesting limit throws here; what it read so far stays, like any
         // other body the parser gave up on.

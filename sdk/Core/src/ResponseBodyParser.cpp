@@ -4,6 +4,8 @@
 
 #include <exception>
 
+#include "SpareJsonReader.h"
+
 namespace {
 
 std::unique_ptr<RetInfo> Make(std::string code, std::string message, int32_t errorType) {
@@ -28,9 +30,8 @@ std::unique_ptr<RetInfo> ResponseBodyParser::Parse(const std::string& body) {
     Json::Value root;
     bool threw = false;
     try {
-        Json::Reader reader;
         // The result is ignored: a body that is not JSON leaves root as far as the parser got.
-        reader.parse(body.data(), body.data() + body.size(), root);
+        SpareJsonReader::Parse(body.data(), body.data() + body.size(), root);
     } catch (const std::exception&) {
         threw = true;
     }
