@@ -58,14 +58,20 @@ struct Outcomes {
     }
 };
 
-}  // namespace
-
-TEST(AsyncCallConcurrency, CancelsRacingCompletionsLeaveEachCallExactlyOneEnd) {
+// The service, with no log sink (thousands of calls would only slow the sanitizers down) and a
+// client that answers every send with a success.
+QuilServiceImpl* InstallQuietSucceedingService() {
     QuilServiceImpl* service = ServiceTestHost::Install();
-    // The log is left out: thousands of calls would only slow the sanitizers down.
     QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
     ServiceTestHost::Client().SetDefault(
         ServiceTestHost::GatewayAnswer("SUCCESS::ok", "x-retcode: SUCCESS\r\n"));
+    return service;
+}
+
+}  // namespace
+
+TEST(AsyncCallConcurrency, CancelsRacingCompletionsLeaveEachCallExactlyOneEnd) {
+    QuilServiceImpl* service = InstallQuietSucceedingService();
     // A short exchange keeps sends on the network long enough for cancels to meet them.
     ServiceTestHost::Client().SetDelay(std::chrono::milliseconds(1));
     NetworkPoolBarrier barrier(&ServiceTestHost::Client());
@@ -162,10 +168,7 @@ TEST(AsyncCallConcurrency, CancelsRacingCompletionsLeaveEachCallExactlyOneEnd) {
 }
 
 TEST(AsyncCallConcurrency, PassesHandedOnByFiltersStillEndExactlyOnce) {
-    QuilServiceImpl* service = ServiceTestHost::Install();
-    QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-    ServiceTestHost::Client().SetDefault(
-        ServiceTestHost::GatewayAnswer("SUCCESS::ok", "x-retcode: SUCCESS\r\n"));
+    QuilServiceImpl* service = InstallQuietSucceedingService();
     NetworkPoolBarrier barrier(&ServiceTestHost::Client());
     QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
     constexpr int kCalls = 1200;
@@ -264,15 +267,10 @@ TEST(AsyncCallConcurrency, PassesHandedOnByFiltersStillEndExactlyOnce) {
     QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
 }
 
-namespace {
-
 // A host that polls IsCancelled on one thread while another thread cancels the call: the flag
 // is written by CancelCall and read by the host with no lock between them.
 TEST(AsyncCallConcurrency, AHostPollingIsCancelledSeesAConcurrentCancel) {
-    QuilServiceImpl* service = ServiceTestHost::Install();
-    QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-    ServiceTestHost::Client().SetDefault(
-        ServiceTestHost::GatewayAnswer("SUCCESS::ok", "x-retcode: SUCCESS\r\n"));
+    QuilServiceImpl* service = InstallQuietSucceedingService();
     NetworkPoolBarrier barrier(&ServiceTestHost::Client());
     QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
     ServiceTestHost::Client().CloseGate();
@@ -301,5 +299,3 @@ TEST(AsyncCallConcurrency, AHostPollingIsCancelledSeesAConcurrentCancel) {
     EXPECT_EQ(outcomes.ended.load(), 0);
     delete request;
 }
-
-}  // namespace
