@@ -9,7 +9,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -38,7 +40,38 @@ quil::test::RecordingLog* g_log = nullptr;
 quil::test::ScriptedSign* g_serviceSign = nullptr;
 quil::StandInControl* g_control = nullptr;
 
-void DeleteResponse(QuilResponse* response, void* /*userData*/) { delete response; }
+// Keeps each caller's asynchronous calls on their way few: a caller takes a place before it
+// sends and the call's callback gives it back, so the queues stay short without pacing the
+// caller by time. A place that does not come back within the limit is taken anyway (a call
+// the exit cut short never answers). Never destroyed, as the other host objects.
+class CallWindow {
+public:
+    explicit CallWindow(int places) : free_(places) {}
+
+    void Take() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait_for(lock, std::chrono::seconds(2), [this] { return free_ > 0; });
+        --free_;
+    }
+    void GiveBack() {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            ++free_;
+        }
+        changed_.notify_one();
+    }
+
+private:
+    std::mutex mutex_;  // guards free_
+    std::condition_variable changed_;
+    int free_;
+};
+CallWindow* g_window = nullptr;
+
+void DeleteResponse(QuilResponse* response, void* /*userData*/) {
+    delete response;
+    g_window->GiveBack();
+}
 
 std::string OwnExecutable() {
     std::vector<char> path(4096, '\0');
@@ -94,12 +127,13 @@ TEST(ExitWithWorkInFlight, DISABLED_ChildExitsWhileWorkersAreBusy) {
     QuilSignImpl::SetTimeLimitsForTesting(
         std::chrono::milliseconds(5), std::chrono::milliseconds(1), std::chrono::milliseconds(1));
 
+    g_window = new CallWindow(6);
     for (int caller = 0; caller < 3; ++caller) {
-        RepeatDetached([caller](int i) {
+        RepeatDetached([](int) {
+            g_window->Take();
             QuilRequest* request = QuilRequest::Create("mtop.quil.exit", "1.0");
             request->SetCallback(&DeleteResponse);
-            QuilService::GetInstance()->SendAsyncRequest(request);
-            std::this_thread::sleep_for(std::chrono::milliseconds(1 + (caller + i) % 3));
+            if (QuilService::GetInstance()->SendAsyncRequest(request) != 0) g_window->GiveBack();
         });
         RepeatDetached([caller](int i) {
             std::string content = "challenge";
