@@ -1,5 +1,6 @@
 #include "ServiceTestHost.h"
 
+#include "NetworkPoolBarrier.h"
 #include "QuilConfig.h"
 #include "SecurityKolvaAfterFilter.h"
 #include "StatisticsSlot.h"
@@ -18,6 +19,17 @@ QuilServiceImpl* ServiceTestHost::Install() {
     SecurityKolvaAfterFilter::SetSignForTesting(&Sign());
     config->RegisterHttpClient(&Client());
     return dynamic_cast<QuilServiceImpl*>(QuilService::GetInstance());
+}
+
+bool ServiceTestHost::Retire() {
+    QuilConfig* config = QuilConfig::GetInstance();
+    NetworkPoolBarrier barrier(&Client());
+    config->RegisterHttpClient(&barrier);
+    const bool drained = barrier.Drain();
+    config->RegisterHttpClient(&Client());
+    config->RegisterQuilLog(nullptr);
+    config->RegisterUTStatistics(nullptr);
+    return drained;
 }
 
 RecordingLog& ServiceTestHost::Log() {

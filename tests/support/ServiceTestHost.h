@@ -20,6 +20,10 @@ public:
     // Registers the log (level 0), the statistics sink, the signer and the client, sets the
     // application key, and returns the service.
     static QuilServiceImpl* Install();
+    // The end of a test: lets every pass still on a network worker finish (through a
+    // NetworkPoolBarrier), puts the scripted client back, and unregisters the log and the
+    // statistics sink. False when the workers did not finish within the wait limit.
+    static bool Retire();
 
     static RecordingLog& Log();
     static RecordingStatistics& Statistics();

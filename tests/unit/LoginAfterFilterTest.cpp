@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "NetworkPoolBarrier.h"
 #include "QuilCallbackRecorder.h"
 #include "QuilConfig.h"
 #include "QuilRequestImpl.h"
@@ -36,12 +35,7 @@ protected:
     }
     void TearDown() override {
         RequestPool::failAllRequest("alice");
-        quil::test::NetworkPoolBarrier barrier(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
-        EXPECT_TRUE(barrier.Drain());
-        QuilConfig::GetInstance()->RegisterHttpClient(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-        QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
+        EXPECT_TRUE(ServiceTestHost::Retire());
     }
 
     // A gateway response for a request of account alice that needs a session; the response

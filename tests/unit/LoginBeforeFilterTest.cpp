@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "LoginHandler.h"
-#include "NetworkPoolBarrier.h"
 #include "QuilCallbackRecorder.h"
 #include "QuilConfig.h"
 #include "QuilRequestImpl.h"
@@ -41,12 +40,7 @@ protected:
         // Whatever a test left waiting ends, so that nothing is left behind.
         RequestPool::failAllRequest("Default");
         RequestPool::failAllRequest("alice");
-        quil::test::NetworkPoolBarrier barrier(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
-        EXPECT_TRUE(barrier.Drain());
-        QuilConfig::GetInstance()->RegisterHttpClient(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-        QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
+        EXPECT_TRUE(ServiceTestHost::Retire());
     }
 
     // A request that needs a session, on the given road, owned by the test until it is parked.

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "NetworkPoolBarrier.h"
 #include "QuilCallbackRecorder.h"
 #include "QuilConfig.h"
 #include "QuilRequestImpl.h"
@@ -32,12 +31,7 @@ protected:
     }
     void TearDown() override {
         // Every pass that a test queued has ended before the sinks go.
-        quil::test::NetworkPoolBarrier barrier(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
-        EXPECT_TRUE(barrier.Drain());
-        QuilConfig::GetInstance()->RegisterHttpClient(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-        QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
+        EXPECT_TRUE(ServiceTestHost::Retire());
     }
 
     // An asynchronous request of the account, parked as the login filters park it.

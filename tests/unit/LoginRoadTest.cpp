@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "NetworkPoolBarrier.h"
 #include "QuilCallbackRecorder.h"
 #include "QuilConfig.h"
 #include "RecordingRemoteLogin.h"
@@ -34,14 +33,7 @@ protected:
         ServiceTestHost::Client().SetDefault(ServiceTestHost::GatewayAnswer());
         RemoteLogin::setLoginImpl(&Flow());
     }
-    void TearDown() override {
-        quil::test::NetworkPoolBarrier barrier(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
-        EXPECT_TRUE(barrier.Drain());
-        QuilConfig::GetInstance()->RegisterHttpClient(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-        QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
-    }
+    void TearDown() override { EXPECT_TRUE(ServiceTestHost::Retire()); }
 
     static QuilRequest* Make() {
         QuilRequest* request = QuilRequest::Create("mtop.road.api", "1.0");

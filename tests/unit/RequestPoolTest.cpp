@@ -9,7 +9,6 @@
 #include <thread>
 #include <vector>
 
-#include "NetworkPoolBarrier.h"
 #include "QuilCallbackRecorder.h"
 #include "QuilConfig.h"
 #include "QuilRequestImpl.h"
@@ -27,14 +26,7 @@ protected:
         service = ServiceTestHost::Install();
         ServiceTestHost::Client().SetDefault(ServiceTestHost::GatewayAnswer());
     }
-    void TearDown() override {
-        quil::test::NetworkPoolBarrier barrier(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
-        EXPECT_TRUE(barrier.Drain());
-        QuilConfig::GetInstance()->RegisterHttpClient(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-        QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
-    }
+    void TearDown() override { EXPECT_TRUE(ServiceTestHost::Retire()); }
 
     QuilRequestImpl* Make(const std::string& userInfo, int id) {
         QuilRequestImpl* request = new QuilRequestImpl("mtop.pool.api", "1.0");

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "FilterTestObjects.h"
-#include "NetworkPoolBarrier.h"
 #include "Platform.h"
 #include "QuilCallbackRecorder.h"
 #include "QuilRequestImpl.h"
@@ -29,11 +28,7 @@ protected:
     }
     void TearDown() override {
         // Lets every network worker finish before the process ends.
-        quil::test::NetworkPoolBarrier barrier(&ServiceTestHost::Client());
-        QuilConfig::GetInstance()->RegisterHttpClient(&barrier);
-        EXPECT_TRUE(barrier.Drain());
-        QuilConfig::GetInstance()->RegisterQuilLog(nullptr);
-        QuilConfig::GetInstance()->RegisterUTStatistics(nullptr);
+        EXPECT_TRUE(ServiceTestHost::Retire());
     }
 
     static quil::test::RecordingLog& log() { return ServiceTestHost::Log(); }
