@@ -16,6 +16,15 @@
 namespace quil {
 namespace test {
 
+// A traffic verdict to script: the actions and the action's parameter.
+inline ActionResult Verdict(int mainAction, int subAction, const std::string& param = "") {
+    ActionResult verdict;
+    verdict.mainAction = mainAction;
+    verdict.subAction = subAction;
+    verdict.actionParam = param;
+    return verdict;
+}
+
 // One scripted outcome of a sign call.
 struct ScriptedSignOutcome {
     bool isNull = false;  // the call returns null

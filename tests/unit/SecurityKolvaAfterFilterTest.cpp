@@ -18,16 +18,9 @@ using quil::test::MakeFilterRequest;
 using quil::test::MakeGatewayErrorResponse;
 using quil::test::ScopedRecordingLog;
 using quil::test::ScriptedSign;
+using quil::test::Verdict;
 
 namespace {
-
-ActionResult Verdict(int mainAction, int subAction, const std::string& param = "") {
-    ActionResult verdict;
-    verdict.mainAction = mainAction;
-    verdict.subAction = subAction;
-    verdict.actionParam = param;
-    return verdict;
-}
 
 class SecurityKolvaAfterFilterTest : public testing::Test {
 protected:

@@ -24,16 +24,9 @@ using quil::test::NetworkPoolBarrier;
 using quil::test::QuilCallbackRecorder;
 using quil::test::ScriptedResponse;
 using quil::test::ServiceTestHost;
+using quil::test::Verdict;
 
 namespace {
-
-ActionResult Verdict(int mainAction, int subAction, const std::string& param) {
-    ActionResult verdict;
-    verdict.mainAction = mainAction;
-    verdict.subAction = subAction;
-    verdict.actionParam = param;
-    return verdict;
-}
 
 ScriptedResponse Challenge(int status) {
     ScriptedResponse response;

@@ -23,16 +23,9 @@ using quil::test::QuilCallbackRecorder;
 using quil::test::RecordedRequest;
 using quil::test::ScriptedResponse;
 using quil::test::ServiceTestHost;
+using quil::test::Verdict;
 
 namespace {
-
-ActionResult Verdict(int mainAction, int subAction, const std::string& param) {
-    ActionResult verdict;
-    verdict.mainAction = mainAction;
-    verdict.subAction = subAction;
-    verdict.actionParam = param;
-    return verdict;
-}
 
 ScriptedResponse Challenge(int status) {
     ScriptedResponse response;
