@@ -13,6 +13,7 @@
 #include "RecordingRemoteLogin.h"
 #include "RemoteLogin.h"
 #include "RequestPool.h"
+#include "ServiceTestFixture.h"
 #include "ServiceTestHost.h"
 
 using quil::test::QuilCallbackRecorder;
@@ -21,21 +22,15 @@ using quil::test::ServiceTestHost;
 
 namespace {
 
-RecordingMultiLogin& Flow() {
-    static RecordingMultiLogin flow;
-    return flow;
-}
-
-class LoginAfterFilterTest : public ::testing::Test {
+class LoginAfterFilterTest : public quil::test::ServiceTestFixture {
 protected:
     void SetUp() override {
-        service = ServiceTestHost::Install();
-        ServiceTestHost::Client().SetDefault(ServiceTestHost::GatewayAnswer());
+        ServiceTestFixture::SetUp();
         RemoteLogin::setLoginImpl(&Flow());
     }
     void TearDown() override {
         RequestPool::failAllRequest("alice");
-        EXPECT_TRUE(ServiceTestHost::Retire());
+        ServiceTestFixture::TearDown();
     }
 
     // A gateway response for a request of account alice that needs a session; the response
@@ -71,8 +66,6 @@ protected:
 
     LoginAfterFilter filter;
     FilterResult result;
-    QuilServiceImpl* service = nullptr;
-    QuilCallbackRecorder recorder;
 };
 
 }  // namespace

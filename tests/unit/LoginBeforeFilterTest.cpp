@@ -14,6 +14,7 @@
 #include "RecordingRemoteLogin.h"
 #include "RemoteLogin.h"
 #include "RequestPool.h"
+#include "ServiceTestFixture.h"
 #include "ServiceTestHost.h"
 
 using quil::test::QuilCallbackRecorder;
@@ -24,23 +25,17 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-RecordingMultiLogin& Flow() {
-    static RecordingMultiLogin flow;
-    return flow;
-}
-
-class LoginBeforeFilterTest : public ::testing::Test {
+class LoginBeforeFilterTest : public quil::test::ServiceTestFixture {
 protected:
     void SetUp() override {
-        service = ServiceTestHost::Install();
-        ServiceTestHost::Client().SetDefault(ServiceTestHost::GatewayAnswer());
+        ServiceTestFixture::SetUp();
         RemoteLogin::setLoginImpl(&Flow());
     }
     void TearDown() override {
         // Whatever a test left waiting ends, so that nothing is left behind.
         RequestPool::failAllRequest("Default");
         RequestPool::failAllRequest("alice");
-        EXPECT_TRUE(ServiceTestHost::Retire());
+        ServiceTestFixture::TearDown();
     }
 
     // A request that needs a session, on the given road, owned by the test until it is parked.
@@ -63,8 +58,6 @@ protected:
 
     LoginBeforeFilter filter;
     FilterResult result;
-    QuilServiceImpl* service = nullptr;
-    QuilCallbackRecorder recorder;
 };
 
 }  // namespace

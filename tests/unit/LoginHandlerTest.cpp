@@ -10,6 +10,7 @@
 #include "RecordingRemoteLogin.h"
 #include "RemoteLogin.h"
 #include "RequestPool.h"
+#include "ServiceTestFixture.h"
 #include "ServiceTestHost.h"
 
 using quil::test::QuilCallbackRecorder;
@@ -18,22 +19,8 @@ using quil::test::ServiceTestHost;
 
 namespace {
 
-RecordingMultiLogin& Flow() {
-    static RecordingMultiLogin flow;
-    return flow;
-}
-
-class LoginHandlerTest : public ::testing::Test {
+class LoginHandlerTest : public quil::test::ServiceTestFixture {
 protected:
-    void SetUp() override {
-        service = ServiceTestHost::Install();
-        ServiceTestHost::Client().SetDefault(ServiceTestHost::GatewayAnswer());
-    }
-    void TearDown() override {
-        // Every pass that a test queued has ended before the sinks go.
-        EXPECT_TRUE(ServiceTestHost::Retire());
-    }
-
     // An asynchronous request of the account, parked as the login filters park it.
     QuilRequestImpl* Park(const std::string& userInfo, int id) {
         QuilRequestImpl* request = new QuilRequestImpl("mtop.login.api", "1.0");
@@ -45,9 +32,6 @@ protected:
         RequestPool::addToRequestPool(request);
         return request;
     }
-
-    QuilServiceImpl* service = nullptr;
-    QuilCallbackRecorder recorder;
 };
 
 }  // namespace

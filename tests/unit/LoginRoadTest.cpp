@@ -12,6 +12,7 @@
 #include "RecordingRemoteLogin.h"
 #include "RemoteLogin.h"
 #include "RequestPool.h"
+#include "ServiceTestFixture.h"
 #include "ServiceTestHost.h"
 #include "TestSync.h"
 
@@ -21,19 +22,12 @@ using quil::test::ServiceTestHost;
 
 namespace {
 
-RecordingMultiLogin& Flow() {
-    static RecordingMultiLogin flow;
-    return flow;
-}
-
-class LoginRoadTest : public ::testing::Test {
+class LoginRoadTest : public quil::test::ServiceTestFixture {
 protected:
     void SetUp() override {
-        service = ServiceTestHost::Install();
-        ServiceTestHost::Client().SetDefault(ServiceTestHost::GatewayAnswer());
+        ServiceTestFixture::SetUp();
         RemoteLogin::setLoginImpl(&Flow());
     }
-    void TearDown() override { EXPECT_TRUE(ServiceTestHost::Retire()); }
 
     static QuilRequest* Make() {
         QuilRequest* request = QuilRequest::Create("mtop.road.api", "1.0");
@@ -45,9 +39,6 @@ protected:
     static bool Logged(const std::string& message, int level = -1) {
         return ServiceTestHost::Log().Has(message, level);
     }
-
-    QuilServiceImpl* service = nullptr;
-    QuilCallbackRecorder recorder;
 };
 
 quil::test::ScriptedResponse ExpiredAnswer() {

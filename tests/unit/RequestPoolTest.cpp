@@ -12,6 +12,7 @@
 #include "QuilCallbackRecorder.h"
 #include "QuilConfig.h"
 #include "QuilRequestImpl.h"
+#include "ServiceTestFixture.h"
 #include "ServiceTestHost.h"
 #include "TestSync.h"
 
@@ -20,14 +21,8 @@ using quil::test::ServiceTestHost;
 
 namespace {
 
-class RequestPoolTest : public ::testing::Test {
+class RequestPoolTest : public quil::test::ServiceTestFixture {
 protected:
-    void SetUp() override {
-        service = ServiceTestHost::Install();
-        ServiceTestHost::Client().SetDefault(ServiceTestHost::GatewayAnswer());
-    }
-    void TearDown() override { EXPECT_TRUE(ServiceTestHost::Retire()); }
-
     QuilRequestImpl* Make(const std::string& userInfo, int id) {
         QuilRequestImpl* request = new QuilRequestImpl("mtop.pool.api", "1.0");
         request->SetUserInfo(userInfo);
@@ -53,9 +48,6 @@ protected:
         }
         return ids;
     }
-
-    QuilServiceImpl* service = nullptr;
-    QuilCallbackRecorder recorder;
 };
 
 }  // namespace
