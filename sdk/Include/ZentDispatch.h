@@ -2,6 +2,8 @@
 // for an address and reports one that failed; nothing inside the library uses the table. Both
 // functions may be called from any thread, never block on the network, and do nothing while
 // QuilConfig's appKey is empty.
+// REQUIRES: not called from inside the host's log sink (IQuilCustomLog::Log): both write their
+// log lines while holding the table's lock, so a call from the sink would wait on itself.
 #pragma once
 
 #include <string>
