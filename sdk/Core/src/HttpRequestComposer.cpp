@@ -147,8 +147,8 @@ void HttpRequestComposer::GetHttpRequestHeader(std::vector<std::string>& out,
 
     IQuilCookieStorage* storage = config->cookieStorage.load();
     if (storage == nullptr) return;
-    UTDataSet* dataSet = UTDataSet::GetInstance();
-    dataSet->GetExistMetricsEntity(request)->getCookieStartTime = MetricsEntity::Now();
+    MetricsEntity* metrics = UTDataSet::GetInstance()->GetExistMetricsEntity(request);
+    metrics->getCookieStartTime = MetricsEntity::Now();
     if (!HasCustomCookie(headers)) {
         std::string cookie;
         // The answer's flag is not read: a cookie text, if any, is what counts.
@@ -158,7 +158,7 @@ void HttpRequestComposer::GetHttpRequestHeader(std::vector<std::string>& out,
             QUIL_LOG(QUIL_LOG_VERBOSE, "set cookie for url: %s, %s\n", url.c_str(), cookie.c_str());
         }
     }
-    dataSet->GetExistMetricsEntity(request)->getCookieEndTime = MetricsEntity::Now();
+    metrics->getCookieEndTime = MetricsEntity::Now();
 }
 
 void HttpRequestComposer::GetOriginalSignUrl(std::string& out, QuilRequestImpl* request,

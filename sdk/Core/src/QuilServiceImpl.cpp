@@ -195,7 +195,7 @@ QuilServiceImpl::PassStart QuilServiceImpl::PreparePass(QuilRequestImpl* request
             FailureResponse(request, "FAIL_SYS_SIGN_LOAD_ERROR", "WardkeepSDK load error");
         return pass;
     }
-    pass.response = SignRequest(request, road);
+    pass.response = SignRequest(request, entity, road);
     if (pass.response != nullptr) {
         return pass;
     }
@@ -215,10 +215,10 @@ QuilServiceImpl::PassStart QuilServiceImpl::PreparePass(QuilRequestImpl* request
     return pass;
 }
 
-QuilResponse* QuilServiceImpl::SignRequest(QuilRequestImpl* request, const Road& road) {
+QuilResponse* QuilServiceImpl::SignRequest(QuilRequestImpl* request, MetricsEntity* entity,
+                                           const Road& road) {
     IQuilSign* signer = sign.load();
     const int id = request->GetId();
-    MetricsEntity* entity = UTDataSet::GetInstance()->GetExistMetricsEntity(request);
     entity->signStartTime = MetricsEntity::Now();
 
     // 6.3 first on every pass; 6.2 when 6.3 gives no sign headers. A retried request may

@@ -107,9 +107,10 @@ public:
     void CloseMetrics(QuilRequestImpl* request, QuilResponse* response);
     // Writes the wall clock in seconds, plus the server offset once it is calibrated.
     void SetRequestTimestamp(QuilRequestImpl* request);
-    // Signs request with 6.3, falling back to 6.2. Null on success; on failure a failure
-    // response that owns request. sign must not be null.
-    QuilResponse* SignRequest(QuilRequestImpl* request, const Road& road);
+    // Signs request with 6.3, falling back to 6.2, marking the sign times in entity (the
+    // request's metrics entity, which the pass has already looked up). Null on success; on
+    // failure a failure response that owns request. sign must not be null.
+    QuilResponse* SignRequest(QuilRequestImpl* request, MetricsEntity* entity, const Road& road);
     // A new response that owns request, with errorType 1 and the given code and message.
     static QuilResponse* FailureResponse(QuilRequestImpl* request, const char* retCode,
                                          const std::string& retMsg);
